@@ -23,6 +23,7 @@ struct vxDcamIdentity {
   uint64_t guid = 0;
   uint32_t unitSpecId = 0;      // 0x00A02D for IIDC cameras
   uint32_t unitSwVersion = 0;   // 0x100, 0x101, 0x102 ... by IIDC version
+  uint32_t unitSubSwVersion = 0; // IIDC 1.31 and later: 0x10 for 1.31, 0x20 for 1.32 ...
   uint32_t commandRegsBase = 0; // absolute CSR address of the command registers
   std::string busLayer;         // "simulated", "libdc1394"
 };

@@ -1,0 +1,49 @@
+// What every pralix subcommand shares.
+#include "cli/cli_context.h"
+
+#include <ostream>
+
+#include <CLI/CLI.hpp>
+
+#include "acquisition/module_loader.h"
+#include "app/module_startup.h"
+#include "base/format.h"
+
+vx_DcamModule& CliContext::module() {
+  if (!m_started) {
+    m_started = true;
+    const vxModuleStartup startup = vxStartAcquisitionModule(vxModuleOptionsFor(m_simulate));
+    for (const std::string& line : startup.messages) m_err << "pralix: " << line << '\n';
+  }
+  return vxAcquisitionModule();
+}
+
+int CliContext::fail(const std::string& message) {
+  m_err << message << '\n';
+  return kExitFailure;
+}
+
+bool CliContext::checkCamera(int number) {
+  const int count = module().cameraCount();
+  if (number >= 0 && number < count) return true;
+  if (count == 0)
+    m_err << "No DCAM camera found." << '\n';
+  else
+    m_err << vxFormat("No camera %d: there %s %d camera%s (0 to %d).", number,
+                      count == 1 ? "is" : "are", count, count == 1 ? "" : "s", count - 1)
+          << '\n';
+  return false;
+}
+
+unsigned long long parseHexArgument(const std::string& text, const char* what, unsigned long long max) {
+  unsigned long long value = 0;
+  size_t i = 0;
+  if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) i = 2;
+  // The whole argument must be hexadecimal: a typing slip is an error here,
+  // not a silently shortened number.
+  if (i == text.size() || text.find_first_not_of("0123456789abcdefABCDEF", i) != std::string::npos ||
+      !vxParseHex(text, value) || value > max)
+    throw CLI::ValidationError(what, vxFormat("'%s' is not a hexadecimal %s of at most %llX", text.c_str(),
+                                              what, max));
+  return value;
+}

@@ -1,0 +1,62 @@
+// The pralix command line: global options, subcommand dispatch, exit codes.
+#include <ostream>
+
+#include "cli/command.h"
+#include "cli/commands.h"
+
+std::vector<std::unique_ptr<CliCommand>> makeCommands() {
+  std::vector<std::unique_ptr<CliCommand>> commands;
+  commands.push_back(std::make_unique<ListCommand>());
+  commands.push_back(std::make_unique<ReadCommand>());
+  commands.push_back(std::make_unique<WriteCommand>());
+  commands.push_back(std::make_unique<ResetCommand>());
+  commands.push_back(std::make_unique<RegmapCommand>());
+  commands.push_back(std::make_unique<RegsCommand>());
+  return commands;
+}
+
+int runPralix(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+  CLI::App app{"pralix: diagnostics for IIDC (DCAM) cameras on IEEE 1394.\n"
+               "Lists cameras, reads, writes and resets their registers and prints the register "
+               "catalogue.",
+               "pralix"};
+  app.require_subcommand(1);
+  app.fallthrough();
+  std::string simulate;
+  CLI::Option* simulateOption =
+      app.add_option("--simulate", simulate,
+                     "Add simulated cameras: a comma-separated list of profile names or .json files; "
+                     "without a value the built-in profiles. PRALIX_SIMULATE does the same.")
+          ->expected(0, 1);
+  app.set_version_flag("--version", std::string("pralix ") + PRALIX_VERSION);
+  app.footer(
+      "Addresses and values are hexadecimal, with or without 0x. Addresses from F0000000 up are "
+      "absolute CSR addresses; smaller ones are offsets from the command register base F0F00000.\n"
+      "Exit status: 0 success, 1 camera or register access failed, 2 usage error.");
+
+  auto commands = makeCommands();
+  std::vector<std::pair<CLI::App*, CliCommand*>> subs;
+  for (auto& command : commands) subs.emplace_back(command->setup(app), command.get());
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    const int code = app.exit(e, out, err);
+    return code == 0 ? kExitOk : kExitUsage;
+  }
+
+  CliContext context(out, err);
+  if (simulateOption->count() > 0) context.setSimulate(simulate);
+  for (auto& [sub, command] : subs) {
+    if (!sub->parsed()) continue;
+    try {
+      return command->run(context);
+    } catch (const CLI::ParseError& e) {
+      app.exit(e, out, err);
+      return kExitUsage;
+    } catch (const std::exception& e) {
+      return context.fail(e.what());
+    }
+  }
+  return kExitUsage;
+}
