@@ -3,6 +3,7 @@
 
 #include "base/format.h"
 #include "cli/commands.h"
+#include "regmodel/dcam_camera.h"
 #include "regmodel/register_accessor.h"
 
 namespace {
@@ -22,7 +23,7 @@ CLI::App* ReadCommand::setup(CLI::App& app) {
   CLI::App* sub = app.add_subcommand("read", "Read one quadlet of the camera");
   sub->add_option("address", m_address,
                   "Register address in hexadecimal: absolute (F0F00600) or an offset from the command "
-                  "register base (600)")
+                  "register base (600); or a register name of the catalogue (CURRENT_FRAME_RATE)")
       ->required();
   addCameraOption(sub, m_camera);
   sub->add_flag("--json", m_json, "Print the result as JSON");
@@ -30,8 +31,22 @@ CLI::App* ReadCommand::setup(CLI::App& app) {
 }
 
 int ReadCommand::run(CliContext& context) {
-  const auto address = static_cast<uint32_t>(parseHexArgument(m_address, "address", 0xFFFFFFFFull));
-  if (!context.checkCamera(m_camera)) return kExitFailure;
+  uint32_t address = 0;
+  const bool looksHex = m_address.find_first_not_of("0123456789abcdefABCDEFxX") == std::string::npos;
+  if (looksHex) {
+    address = static_cast<uint32_t>(parseHexArgument(m_address, "address", 0xFFFFFFFFull));
+    if (!context.checkCamera(m_camera)) return kExitFailure;
+  } else {
+    // A register name from the catalogue (CURRENT_VIDEO_MODE, GAIN ...).
+    if (!context.checkCamera(m_camera)) return kExitFailure;
+    vxDcamCamera catalogue(m_camera, &context.module());
+    const vxRegister* reg = catalogue.findRegister(m_address);
+    if (!reg)
+      throw CLI::ValidationError("address", "'" + m_address +
+                                                "' is neither a hexadecimal address nor a register "
+                                                "name of the catalogue (see `pralix regmap`)");
+    address = reg->address();
+  }
   vx_DCAMRegisterAccessorPralix accessor(m_camera, &context.module());
   const uint32_t value = accessor.readQuadlet(address);
   if (!accessor.ok()) return context.fail("Register read failed!");

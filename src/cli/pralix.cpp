@@ -32,7 +32,7 @@ int runPralix(int argc, const char* const* argv, std::ostream& out, std::ostream
   app.footer(
       "Addresses and values are hexadecimal, with or without 0x. Addresses from F0000000 up are "
       "absolute CSR addresses; smaller ones are offsets from the command register base F0F00000.\n"
-      "Exit status: 0 success, 1 camera or register access failed, 2 usage error.");
+      "Exit status: 0 success, 1 camera or register access failed, 2 usage error.\n");
 
   auto commands = makeCommands();
   std::vector<std::pair<CLI::App*, CliCommand*>> subs;

@@ -1,0 +1,70 @@
+// pralix regmap and regs: the camera's register catalogue, as catalogue lines
+// or with live values.
+#include <nlohmann/json.hpp>
+
+#include "base/format.h"
+#include "cli/commands.h"
+#include "regmodel/dcam_camera.h"
+
+namespace {
+
+void addCameraOption(CLI::App* sub, int& camera) {
+  sub->add_option("-c,--camera", camera, "Camera number, as `pralix list` shows it")
+      ->default_val(0)
+      ->check(CLI::NonNegativeNumber);
+}
+
+}  // namespace
+
+CLI::App* RegmapCommand::setup(CLI::App& app) {
+  CLI::App* sub = app.add_subcommand(
+      "regmap", "Print the camera's DCAM register catalogue: kind, name, address, width and values");
+  addCameraOption(sub, m_camera);
+  return sub;
+}
+
+int RegmapCommand::run(CliContext& context) {
+  if (!context.checkCamera(m_camera)) return kExitFailure;
+  // Building the catalogue reads the camera: Format_7, PIO and strobe
+  // registers sit where its inquiry registers say.
+  vxDcamCamera camera(m_camera, &context.module());
+  std::string text;
+  camera.registers().printCatalogue(text, true);
+  context.out() << text;
+  return kExitOk;
+}
+
+CLI::App* RegsCommand::setup(CLI::App& app) {
+  CLI::App* sub =
+      app.add_subcommand("regs", "Read every catalogue register of the camera and print its value line");
+  addCameraOption(sub, m_camera);
+  sub->add_flag("--json", m_json, "Print the registers as JSON");
+  return sub;
+}
+
+int RegsCommand::run(CliContext& context) {
+  if (!context.checkCamera(m_camera)) return kExitFailure;
+  vxDcamCamera camera(m_camera, &context.module());
+  if (m_json) {
+    nlohmann::json list = nlohmann::json::array();
+    bool failed = false;
+    for (vxRegister* reg : camera.registers().registers()) {
+      nlohmann::json entry{{"name", reg->name()}, {"address", vxFormat("%08X", reg->address())}};
+      try {
+        entry["value"] = vxFormat("%08X", static_cast<unsigned>(reg->read()));
+      } catch (const std::exception& e) {
+        entry["error"] = e.what();
+        failed = true;
+      }
+      list.push_back(std::move(entry));
+    }
+    context.out() << list.dump(2) << '\n';
+    return failed ? kExitFailure : kExitOk;
+  }
+  std::string text;
+  camera.registers().printValues(text, true);
+  // Value lines begin with their line break; print them one per line.
+  if (!text.empty() && text.front() == '\n') text.erase(0, 1);
+  context.out() << text << '\n';
+  return kExitOk;
+}
