@@ -1,0 +1,115 @@
+// CDcamPralixApp: the program's start-up, single instance and shared state.
+#include "gui/dcam_pralix_app.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QLockFile>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTimer>
+
+#include <vector>
+
+#include "acquisition/module_loader.h"
+#include "app/app_command_line.h"
+#include "app/camera_list.h"
+#include "app/module_startup.h"
+#include "gui/main_dialog.h"
+#include "gui/page_services.h"
+#include "gui/prompter.h"
+
+namespace {
+
+constexpr const char* kApplicationName = "DCAM Pralix";
+const QString kScreenshotOption = "--screenshots=";
+
+}  // namespace
+
+CDcamPralixApp::CDcamPralixApp(const QStringList& arguments, CPrompter& prompter,
+                               const QString& lockDirectory)
+    : m_prompter(prompter), m_lockDirectory(lockDirectory) {
+  std::vector<std::string> words;
+  for (const QString& argument : arguments) {
+    words.push_back(argument.toStdString());
+    if (argument.startsWith(kScreenshotOption))
+      m_screenshotDirectory = argument.mid(kScreenshotOption.size());
+  }
+  const vxAppCommandLine commandLine = vxParseAppCommandLine(vxJoinArguments(words));
+  m_commandLine = QString::fromStdString(commandLine.text);
+  m_legacy = commandLine.legacy;
+  m_simulate = vxSimulateArgument(words);
+  if (m_lockDirectory.isEmpty()) {
+    m_lockDirectory = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    if (m_lockDirectory.isEmpty()) m_lockDirectory = QDir::tempPath();
+  }
+}
+
+CDcamPralixApp::~CDcamPralixApp() {
+  unlockInstance();
+}
+
+QString CDcamPralixApp::instanceLockPath() const {
+  return QDir(m_lockDirectory).filePath(kInstanceLockName);
+}
+
+bool CDcamPralixApp::lockInstance() {
+  if (holdsInstanceLock()) return true;
+  auto lock = std::make_unique<QLockFile>(instanceLockPath());
+  // Only a lock whose process has gone is stale, however old it is.
+  lock->setStaleLockTime(0);
+  if (!lock->tryLock(0)) return false;
+  m_lock = std::move(lock);
+  return true;
+}
+
+void CDcamPralixApp::unlockInstance() {
+  if (m_lock) m_lock->unlock();
+  m_lock.reset();
+}
+
+bool CDcamPralixApp::holdsInstanceLock() const {
+  return m_lock && m_lock->isLocked();
+}
+
+void CDcamPralixApp::startAcquisitionModule() {
+  // A module put in place beforehand (by a test) is used as it is.
+  if (vx_ModuleRegistry::instance().hasModule()) return;
+  const vxModuleStartup startup = vxStartAcquisitionModule(vxModuleOptionsFor(m_simulate));
+  m_loadedModule = startup.loaded;
+  for (const std::string& message : startup.messages)
+    m_startupMessages.append(QString::fromStdString(message));
+}
+
+int CDcamPralixApp::run() {
+  if (!lockInstance()) {
+    m_prompter.error(nullptr, kAlreadyRunning);
+    return 1;
+  }
+  QCoreApplication::setOrganizationName(kSettingsKey);
+  QCoreApplication::setApplicationName(kApplicationName);
+  m_settings = std::make_unique<QSettings>(kSettingsKey, kApplicationName);
+  startAcquisitionModule();
+
+  int status = 0;
+  {
+    vxCameraList cameras(vxAcquisitionModule());
+    CPageServices services;
+    services.cameras = &cameras;
+    services.prompter = &m_prompter;
+    services.settings = m_settings.get();
+    services.legacy = m_legacy;
+    DcamPralixDlg dialog(*this, services);
+    if (!m_screenshotDirectory.isEmpty()) {
+      QTimer::singleShot(0, &dialog, [&] {
+        status = dialog.saveScreenshots(m_screenshotDirectory) > 0 ? 0 : 1;
+        dialog.done(0);
+      });
+    }
+    dialog.exec();
+  }
+  // The module's threads end before the Qt application does.
+  if (m_loadedModule) vx_ModuleRegistry::instance().setModule(nullptr);
+  m_settings.reset();
+  unlockInstance();
+  return status;
+}

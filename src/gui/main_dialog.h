@@ -1,0 +1,56 @@
+// DcamPralixDlg: the main dialog, hosting the page tree, the module
+// information and the simulated-bus control window.
+#pragma once
+
+#include <QDialog>
+#include <QPointer>
+
+#include "base/handle.h"
+#include "gui/page_services.h"
+#include "gui/sim_bus_dlg.h"
+
+class QAction;
+class QLabel;
+class CBusEventLog;
+class CDcamPralixApp;
+class DcamPralixPropSheet;
+
+class DcamPralixDlg : public QDialog {
+  Q_OBJECT
+ public:
+  static constexpr const char* kSheetCaption = "Caption";
+  static constexpr const char* kStopAcquisitionFirst =
+      "Please stop all image acquisition before exiting DCAM Pralix.";
+
+  DcamPralixDlg(CDcamPralixApp& app, const CPageServices& services, QWidget* parent = nullptr);
+  ~DcamPralixDlg() override;
+
+  DcamPralixPropSheet* sheet() const { return m_sheet; }
+  CBusEventLog* busEventLog() const { return m_log; }
+  CSimBusDlg* simBusWindow() const { return m_simBus; }
+
+  // Text of the module and bus layer information.
+  QString moduleInformation() const;
+
+  // Saves a PNG of every page of the tree (and of the simulated-bus window
+  // when there is one) into the folder; returns how many were saved.
+  int saveScreenshots(const QString& directory);
+
+  // Closing is refused while an acquisition runs.
+  void reject() override;
+  void done(int result) override;
+
+ public slots:
+  void showModuleInformation();
+  void showSimulatedBus();
+
+ private:
+  CDcamPralixApp& m_app;
+  CPageServices m_services;
+  QWidget* m_parentWindow;
+  vxPtrHandle<void> m_handle;  // empty until the pages need a library object
+  DcamPralixPropSheet* m_sheet;
+  CBusEventLog* m_log;
+  QPointer<CSimBusDlg> m_simBus;
+  QAction* m_simulatedBusAction;
+};

@@ -1,0 +1,14 @@
+// CPageInfo: the introductory page that says what the tool is for.
+#pragma once
+
+#include <QWidget>
+
+#include "gui/page_services.h"
+
+class CPageInfo : public QWidget {
+  Q_OBJECT
+ public:
+  static constexpr const char* kCaption = "DCAM Utilites";
+
+  explicit CPageInfo(const CPageServices& services, QWidget* parent = nullptr);
+};

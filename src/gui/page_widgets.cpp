@@ -1,0 +1,45 @@
+// Building blocks shared by the pages.
+#include "gui/page_widgets.h"
+
+#include <QBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+QLabel* addPageHeading(QBoxLayout* layout, const QString& caption) {
+  auto* heading = new QLabel(caption.section("::", -1));
+  heading->setObjectName("pageHeading");
+  QFont font = heading->font();
+  font.setBold(true);
+  font.setPointSizeF(font.pointSizeF() * 1.2);
+  heading->setFont(font);
+  layout->addWidget(heading);
+  return heading;
+}
+
+QLabel* addFixedText(QBoxLayout* layout, const QString& text) {
+  auto* label = new QLabel(text);
+  label->setWordWrap(true);
+  layout->addWidget(label);
+  return label;
+}
+
+QPushButton* makeButton(const QString& text, const QString& objectName, QWidget* parent) {
+  auto* button = new QPushButton(text, parent);
+  button->setObjectName(objectName);
+  return button;
+}
+
+CCameraRow addCameraRow(QBoxLayout* layout) {
+  CCameraRow row;
+  auto* line = new QHBoxLayout;
+  line->addWidget(new QLabel("Selected DCAM"));
+  row.name = new QLineEdit(kPleaseSelectCamera);
+  row.name->setObjectName("selectedCamera");
+  row.name->setReadOnly(true);
+  line->addWidget(row.name, 1);
+  row.select = makeButton("Select ...", "selectButton");
+  line->addWidget(row.select);
+  layout->addLayout(line);
+  return row;
+}

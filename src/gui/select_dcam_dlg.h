@@ -1,0 +1,37 @@
+// CSelectDCAMDlg: the dialog in which the user picks one camera of the list.
+#pragma once
+
+#include <QDialog>
+
+#include <memory>
+
+class CPrompter;
+class QListWidget;
+class QPushButton;
+class vxCameraEntry;
+class vxCameraList;
+
+class CSelectDCAMDlg : public QDialog {
+  Q_OBJECT
+ public:
+  // exclusive: the caller needs the camera for itself, so a camera that an
+  // acquisition window holds is marked and refused.
+  CSelectDCAMDlg(vxCameraList& cameras, CPrompter& prompter, bool exclusive,
+                 QWidget* parent = nullptr);
+
+  // The row chosen at OK; -1 when none.
+  int selectedIndex() const { return m_selected; }
+  // The entry chosen at OK; null when none.
+  std::shared_ptr<vxCameraEntry> selectedEntry() const;
+
+  void accept() override;
+
+ private:
+  bool isResponding(const vxCameraEntry& entry) const;
+
+  vxCameraList& m_cameras;
+  CPrompter& m_prompter;
+  const bool m_exclusive;
+  QListWidget* m_list;
+  int m_selected = -1;
+};

@@ -1,0 +1,43 @@
+// The desktop program's command line: trimming, -legacy and --simulate.
+#include "app/app_command_line.h"
+
+#include <gtest/gtest.h>
+
+#include "app/register_text.h"
+
+namespace {
+
+TEST(AppCommandLine, TrimsAndFindsLegacyAsCaseSensitiveSubstring) {
+  const vxAppCommandLine padded = vxParseAppCommandLine("  \t-legacy  ");
+  EXPECT_EQ(padded.text, "-legacy");
+  EXPECT_TRUE(padded.legacy);
+  EXPECT_TRUE(vxParseAppCommandLine("x-legacyy").legacy);
+  EXPECT_TRUE(vxParseAppCommandLine("--simulate -legacy").legacy);
+  EXPECT_FALSE(vxParseAppCommandLine("-LEGACY").legacy);
+  EXPECT_FALSE(vxParseAppCommandLine("-leg acy").legacy);
+  const vxAppCommandLine empty = vxParseAppCommandLine(" \t ");
+  EXPECT_EQ(empty.text, "");
+  EXPECT_FALSE(empty.legacy);
+  EXPECT_EQ(vxJoinArguments({"a", "-legacy", "b"}), "a -legacy b");
+}
+
+TEST(AppCommandLine, SimulateOption) {
+  EXPECT_FALSE(vxSimulateArgument({"-legacy"}).has_value());
+  EXPECT_EQ(vxSimulateArgument({"--simulate"}), std::string());
+  EXPECT_EQ(vxSimulateArgument({"--simulate", "-legacy"}), std::string());
+  EXPECT_EQ(vxSimulateArgument({"--simulate=a,b"}), "a,b");
+  EXPECT_EQ(vxSimulateArgument({"--simulate", "vga.json"}), "vga.json");
+  EXPECT_FALSE(vxSimulateArgument({"--simulated"}).has_value());
+}
+
+TEST(RegisterText, ScansHexAndRefusesText) {
+  EXPECT_EQ(vxScanRegisterText("1f"), 0x1Fu);
+  EXPECT_EQ(vxScanRegisterText(" 0xF0F00800"), 0xF0F00800u);
+  EXPECT_EQ(vxScanRegisterText("800zz"), 0x800u);  // stops at the first non-digit
+  // Only the low 32 bits reach a 32-bit register.
+  EXPECT_EQ(vxScanRegisterText("123456789"), 0x23456789u);
+  EXPECT_FALSE(vxScanRegisterText("").has_value());
+  EXPECT_FALSE(vxScanRegisterText("xyz").has_value());
+}
+
+}  // namespace

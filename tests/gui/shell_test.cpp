@@ -1,0 +1,286 @@
+// The program's shell: start-up rules, the main dialog, the page tree and the
+// delivery of bus events to the GUI thread.
+#include <QAction>
+#include <QLabel>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QTreeWidget>
+#include <QtTest>
+
+#include "app/camera_list.h"
+#include "app/fake_dcam_module.h"
+#include "gui/bus_event_log.h"
+#include "gui/dcam_pralix_app.h"
+#include "gui/main_dialog.h"
+#include "gui/page_info.h"
+#include "gui/page_topology.h"
+#include "gui/prop_sheet.h"
+#include "gui/queued_calls.h"
+#include "gui/sim_bus_dlg.h"
+#include "gui_test_support.h"
+
+namespace {
+
+// The main dialog over a fake module, shown.
+struct ShellFixture {
+  explicit ShellFixture(bool simulated = false, QStringList arguments = {})
+      : module(2, simulated), cameras(module), app(arguments, prompter, lockDir.path()) {
+    CPageServices services;
+    services.cameras = &cameras;
+    services.prompter = &prompter;
+    services.legacy = app.legacy();
+    dialog = std::make_unique<DcamPralixDlg>(app, services);
+    dialog->show();
+  }
+  QTreeWidget* tree() const { return dialog->findChild<QTreeWidget*>("pageTree"); }
+  QTreeWidgetItem* node(const QString& caption) const {
+    for (QTreeWidgetItemIterator it(tree()); *it; ++it) {
+      QString path = (*it)->text(0);
+      for (auto* p = (*it)->parent(); p; p = p->parent()) path = p->text(0) + "::" + path;
+      if (path == caption) return *it;
+    }
+    return nullptr;
+  }
+  void clickNode(const QString& caption) const {
+    QTreeWidgetItem* item = node(caption);
+    QVERIFY2(item, qPrintable(caption));
+    tree()->scrollToItem(item);
+    QTest::mouseClick(tree()->viewport(), Qt::LeftButton, {},
+                      tree()->visualItemRect(item).center());
+  }
+  QWidget* currentPage() const { return dialog->sheet()->currentPage(); }
+
+  QTemporaryDir lockDir;
+  FakeDcamModule module;
+  vxCameraList cameras;
+  CRecordingPrompter prompter;
+  CDcamPralixApp app;
+  std::unique_ptr<DcamPralixDlg> dialog;
+};
+
+// Stands in for an acquisition window: receives forwarded events by queued calls.
+class EventReceiver : public QObject {
+ public:
+  vxBusEventPost window() {
+    return [post = m_calls.poster(), this](int number, vxDcamBusEventInfo info) {
+      post([this, number, info] {
+        received.append({number, info});
+        threads.append(QThread::currentThread());
+      });
+    };
+  }
+  QList<QPair<int, vxDcamBusEventInfo>> received;
+  QList<QThread*> threads;
+
+ private:
+  CQueuedCalls m_calls{this};
+};
+
+const QRegularExpression kStamp("^\\d\\d/\\d\\d-\\d\\d:\\d\\d:\\d\\d-:");
+
+}  // namespace
+
+class TestShell : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void treeHoldsEveryPageUnderItsGroupOnce() {
+    ShellFixture f;
+    QCOMPARE(f.dialog->sheet()->caption(), QString("Caption"));
+    const QStringList expected = {
+        "DCAM Utilites",
+        "DCAM Utilites::Camera Capabilities",
+        "DCAM Utilites::Register Read/Write",
+        "DCAM Utilites::Acquire Images",
+        "DCAM Utilites::DCAM Properties",
+        "DCAM Utilites::Register Dump",
+        "Diagnostic Utlities",
+        "Diagnostic Utlities::Topology",
+        "Diagnostic Utlities::Driver Install",
+        "Diagnostic Utlities::Validate",
+        "TroubleShoot",
+        "TroubleShoot::Configuration",
+    };
+    QCOMPARE(f.dialog->sheet()->nodeCaptions(), expected);
+    QCOMPARE(f.tree()->topLevelItemCount(), 3);
+  }
+
+  void selectingNodesShowsTheirPages() {
+    ShellFixture f;
+    // The first group carries the information page as its own.
+    QVERIFY(qobject_cast<CPageInfo*>(f.currentPage()));
+
+    f.clickNode("Diagnostic Utlities");
+    QCOMPARE(f.currentPage()->objectName(), QString("emptyGroupPage"));
+    QCOMPARE(f.currentPage()->findChild<QLabel*>("emptyGroupText")->text(),
+             QString("Select a sub-page"));
+
+    f.clickNode("Diagnostic Utlities::Topology");
+    QVERIFY(qobject_cast<CPageTopology*>(f.currentPage()));
+    f.clickNode("TroubleShoot");
+    QCOMPARE(f.currentPage()->objectName(), QString("emptyGroupPage"));
+    f.clickNode("DCAM Utilites::Register Read/Write");
+    QCOMPARE(f.currentPage()->windowTitle(), QString("DCAM Utilites::Register Read/Write"));
+    QVERIFY(f.currentPage()->findChild<QPushButton*>("readButton"));
+    f.clickNode("DCAM Utilites");
+    QVERIFY(qobject_cast<CPageInfo*>(f.currentPage()));
+  }
+
+  void pagesFollowTheWindowSize() {
+    ShellFixture f;
+    f.clickNode("DCAM Utilites::Register Dump");
+    f.dialog->resize(800, 500);
+    QTRY_VERIFY(f.currentPage()->isVisible());
+    const QSize small = f.currentPage()->size();
+    f.dialog->resize(1200, 800);
+    QTRY_VERIFY(f.currentPage()->width() >= small.width() + 300);
+    QVERIFY(f.currentPage()->height() >= small.height() + 250);
+  }
+
+  void closeIsRefusedWhileAnAcquisitionRuns() {
+    ShellFixture f;
+    f.app.acquisitionStarted();
+    QTest::mouseClick(f.dialog->findChild<QPushButton*>("closeButton"), Qt::LeftButton);
+    QTest::keyClick(f.dialog.get(), Qt::Key_Escape);
+    f.dialog->close();
+    QVERIFY(f.dialog->isVisible());
+    QCOMPARE(f.prompter.messages.size(), 3);
+    for (const RecordedMessage& m : f.prompter.messages) {
+      QCOMPARE(m.text, QString("Please stop all image acquisition before exiting DCAM Pralix."));
+      QCOMPARE(m.icon, CPrompter::Icon::Exclamation);
+    }
+
+    f.app.acquisitionStopped();
+    QCOMPARE(f.app.runningAcquisitionCount(), 0);
+    QTest::mouseClick(f.dialog->findChild<QPushButton*>("closeButton"), Qt::LeftButton);
+    QVERIFY(!f.dialog->isVisible());
+    QCOMPARE(f.dialog->result(), 0);
+    QCOMPARE(f.prompter.messages.size(), 3);
+  }
+
+  void aSecondInstanceIsRefusedAndTheFirstKeepsRunning() {
+    QTemporaryDir dir;
+    CRecordingPrompter prompter;
+    auto first = std::make_unique<CDcamPralixApp>(QStringList{}, prompter, dir.path());
+    QVERIFY(first->lockInstance());
+    QCOMPARE(QFileInfo(first->instanceLockPath()).fileName(), QString("DPralixInstanceMutex"));
+
+    CDcamPralixApp second(QStringList{}, prompter, dir.path());
+    QCOMPARE(second.run(), 1);
+    QCOMPARE(prompter.texts(), QStringList{"DCAM Pralix is already running!"});
+    QVERIFY(!second.holdsInstanceLock());
+    QVERIFY(first->holdsInstanceLock());
+
+    first.reset();
+    CDcamPralixApp third(QStringList{}, prompter, dir.path());
+    QVERIFY(third.lockInstance());
+  }
+
+  void commandLineIsTrimmedAndLegacyIsASubstring() {
+    CRecordingPrompter prompter;
+    auto parse = [&prompter](const QStringList& arguments) {
+      return std::make_unique<CDcamPralixApp>(arguments, prompter, QDir::tempPath());
+    };
+    auto padded = parse({"  -legacy ", " "});
+    QCOMPARE(padded->commandLine(), QString("-legacy"));
+    QVERIFY(padded->legacy());
+    QVERIFY(parse({"x-legacyy"})->legacy());
+    QVERIFY(!parse({"-LEGACY"})->legacy());
+    QVERIFY(!parse({})->legacy());
+    QCOMPARE(parse({"--simulate=a,b"})->simulate(), std::optional<std::string>("a,b"));
+    QVERIFY(!parse({"-legacy"})->simulate().has_value());
+
+    // The topology page is what the switch changes.
+    ShellFixture legacy(false, {"-legacy"});
+    QCOMPARE(legacy.dialog->sheet()
+                 ->pageTopology()
+                 ->findChild<QTreeWidget*>("topologyTree")
+                 ->headerItem()
+                 ->text(0),
+             QString("PCI and DCAM Device Topology - Legacy Ordering"));
+    ShellFixture physical;
+    QCOMPARE(physical.dialog->sheet()
+                 ->pageTopology()
+                 ->findChild<QTreeWidget*>("topologyTree")
+                 ->headerItem()
+                 ->text(0),
+             QString("PCI and DCAM Device Topology"));
+  }
+
+  void moduleInformationNamesModuleAndBusLayers() {
+    ShellFixture f;
+    QAction* modules = f.dialog->findChild<QAction*>("actionModules");
+    QVERIFY(modules);
+    modules->trigger();
+    QCOMPARE(f.prompter.messages.size(), 1);
+    QVERIFY(f.prompter.messages[0].text.contains("Fake DCAM module 9.9"));
+    QVERIFY(f.prompter.messages[0].text.contains("fake bus: 2 cameras"));
+    QCOMPARE(f.dialog->findChild<QLabel*>("moduleStatus")->text(), QString("fake bus: 2 cameras"));
+    // Without a simulated bus there is nothing to control.
+    QVERIFY(!f.dialog->findChild<QAction*>("actionSimulatedBus")->isEnabled());
+  }
+
+  void busEventsArriveOnTheGuiThreadByQueuedCalls() {
+    ShellFixture f;
+    EventReceiver window;
+    f.cameras.entry(0)->setAcquisitionWindow(window.window());
+    CBusEventLog* log = f.dialog->busEventLog();
+
+    // A bus reset of a camera without an acquisition window.
+    f.module.fireBusEvent(1, FakeDcamModule::busResetEvent(5));
+    QCOMPARE(log->lines().size(), 0);  // nothing is delivered before the GUI thread runs
+    QTRY_COMPARE(log->lines().size(), 3);
+    QVERIFY(log->lines()[0].contains(kStamp));
+    QVERIFY(log->lines()[0].contains("-:Bus Event [bus reset], dcamNo: 1, dcamNodeNo: "));
+    QVERIFY(
+        log->lines()[1].endsWith("-:    initiatorNodeNo: 1, busResetCount: 1, busNodeCount: 3,"));
+    QVERIFY(log->lines()[2].endsWith("-:    busGenerationCount: 5"));
+    QTest::qWait(20);
+    QVERIFY(window.received.isEmpty());
+
+    // The camera with a window gets the raw record as well.
+    f.module.fireBusEvent(0, FakeDcamModule::unplugEvent());
+    QTRY_COMPARE(window.received.size(), 1);
+    QCOMPARE(window.received[0].first, 0);
+    QVERIFY(window.received[0].second.isUnplugged());
+    QCOMPARE(window.threads[0], QThread::currentThread());
+    QTRY_COMPARE(log->lines().size(), 4);
+    QVERIFY(log->lines()[3].endsWith("-:Bus Event [unplugged], dcamNo: 0 "));
+  }
+
+  void simulatedBusWindowUnplugsAndResets() {
+    ShellFixture f(true);
+    QAction* action = f.dialog->findChild<QAction*>("actionSimulatedBus");
+    QVERIFY(action->isEnabled());
+    action->trigger();
+    CSimBusDlg* window = f.dialog->simBusWindow();
+    QVERIFY(window && window->isVisible());
+    auto* list = window->findChild<QListWidget*>("simCameraList");
+    auto* log = window->findChild<QPlainTextEdit*>("busEventLog");
+    QCOMPARE(list->count(), 2);
+    QVERIFY(list->item(1)->text().endsWith("plugged"));
+
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                      list->visualItemRect(list->item(1)).center());
+    QTest::mouseClick(window->findChild<QPushButton*>("unplugButton"), Qt::LeftButton);
+    QVERIFY(list->item(1)->text().endsWith("- unplugged"));
+    QTRY_VERIFY(log->toPlainText().contains("Bus Event [unplugged], dcamNo: 1 "));
+    QVERIFY(f.cameras.entry(1)->isUnplugged());
+
+    QTest::mouseClick(window->findChild<QPushButton*>("busResetButton"), Qt::LeftButton);
+    QTRY_COMPARE(log->toPlainText().count("busGenerationCount: "), 2);
+    auto* stats = window->findChild<QLabel*>("busStatistics");
+    QTRY_VERIFY(stats->text().contains("Unplugs: 1 "));
+    QVERIFY(stats->text().contains("Bus resets: 2 "));
+
+    QTest::mouseClick(window->findChild<QPushButton*>("replugButton"), Qt::LeftButton);
+    QVERIFY(list->item(1)->text().endsWith("- plugged"));
+  }
+};
+
+QTEST_MAIN(TestShell)
+#include "shell_test.moc"
