@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
+#include "acquisition/dcam_stream.h"
 #include "base/exception.h"
 
 // Base of the acquisition module's objects.
@@ -48,4 +50,15 @@ class vx1394DCAM : public vx_AcqModule {
 
   // False once the camera has left the bus.
   virtual bool isPlugged() const = 0;
+
+  // The camera's node number on its bus now; -1 when the bus layer cannot tell.
+  virtual int nodeNumber() const { return -1; }
+
+  // The camera's image stream for the geometry its registers are set to;
+  // null when this bus layer cannot receive images from the camera. The
+  // stream must not outlive the camera.
+  virtual std::unique_ptr<vx_DcamStream> openStream(const vx_StreamParams& params) {
+    (void)params;
+    return nullptr;
+  }
 };
