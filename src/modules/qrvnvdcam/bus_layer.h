@@ -1,0 +1,52 @@
+// The seam between the module and one 1394 bus: the simulated bus today, libdc1394 beside it later.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "acquisition/bus_event.h"
+#include "acquisition/dcam_camera.h"
+
+class vx_SimBusControl;
+
+// One bus layer: the cameras it reaches, quadlet transactions on them and the
+// bus events it sees. Cameras are numbered 0..cameraCount()-1 inside a layer;
+// the module maps those indexes onto its own camera numbers. A layer
+// serialises the transactions of each of its cameras itself.
+class vx_BusLayer {
+ public:
+  // Called from whatever thread saw the event; the module only queues it.
+  using EventSink = std::function<void(int index, const vxDcamBusEventInfo& info)>;
+
+  virtual ~vx_BusLayer() = default;
+
+  // "simulated", "libdc1394": goes into vxDcamIdentity::busLayer.
+  virtual std::string name() const = 0;
+  // One line for the user, e.g. "simulated bus: 3 cameras".
+  virtual std::string description() const = 0;
+
+  // The camera list is fixed once the layer is up: a camera that leaves the
+  // bus keeps its index and fails its transactions.
+  virtual int cameraCount() const = 0;
+  virtual vxDcamIdentity identity(int index) const = 0;
+  virtual bool isPlugged(int index) const = 0;
+  // The camera's node number on its bus at present.
+  virtual int nodeNumber(int index) const = 0;
+
+  // Addresses as vx1394DCAM takes them (absolute, or offsets from the
+  // camera's command register base below kCsrSpaceBase).
+  virtual bool readQuadlet(int index, uint32_t address, uint32_t& value, std::string* error) = 0;
+  virtual bool writeQuadlet(int index, uint32_t address, uint32_t value, std::string* error) = 0;
+
+  // The module installs its sink once, before any event can happen, and
+  // removes it (empty function) before the layer is destroyed.
+  virtual void setEventSink(EventSink sink) = 0;
+
+  // The module tells the layer which module camera number its index 0 has,
+  // so controls that speak module numbers can translate them.
+  virtual void setFirstCameraNumber(int number) = 0;
+
+  // Fault controls; only the simulated bus has them.
+  virtual vx_SimBusControl* simControl() { return nullptr; }
+};

@@ -1,0 +1,173 @@
+// The simulated 1394 bus: its cameras, node numbers, generation count and fault controls.
+#include "modules/qrvnvdcam/sim/sim_bus.h"
+
+#include "base/format.h"
+
+vx_SimBus::vx_SimBus(std::vector<vx_SimProfile> profiles) {
+  for (vx_SimProfile& profile : profiles)
+    m_cameras.push_back(std::make_unique<vx_SimCamera>(std::move(profile)));
+}
+
+std::string vx_SimBus::description() const {
+  return vxFormat("simulated bus: %zu camera%s", m_cameras.size(),
+                  m_cameras.size() == 1 ? "" : "s");
+}
+
+vxDcamIdentity vx_SimBus::identity(int index) const {
+  return m_cameras.at(static_cast<size_t>(index))->identity();
+}
+
+bool vx_SimBus::isPlugged(int index) const {
+  return m_cameras.at(static_cast<size_t>(index))->isPlugged();
+}
+
+int vx_SimBus::nodeNumber(int index) const {
+  if (index < 0 || index >= cameraCount() || !m_cameras[static_cast<size_t>(index)]->isPlugged())
+    return -1;
+  int node = 0;
+  for (int i = 0; i < index; ++i)
+    if (m_cameras[static_cast<size_t>(i)]->isPlugged()) ++node;
+  return node;
+}
+
+int vx_SimBus::hostNodeNumber() const {
+  int plugged = 0;
+  for (const auto& camera : m_cameras)
+    if (camera->isPlugged()) ++plugged;
+  return plugged;
+}
+
+uint32_t vx_SimBus::generationCount() const {
+  std::lock_guard lock(m_mutex);
+  return m_generation;
+}
+
+bool vx_SimBus::readQuadlet(int index, uint32_t address, uint32_t& value, std::string* error) {
+  return m_cameras.at(static_cast<size_t>(index))->readQuadlet(address, value, error);
+}
+
+bool vx_SimBus::writeQuadlet(int index, uint32_t address, uint32_t value, std::string* error) {
+  return m_cameras.at(static_cast<size_t>(index))->writeQuadlet(address, value, error);
+}
+
+void vx_SimBus::setEventSink(EventSink sink) {
+  std::lock_guard lock(m_mutex);
+  m_sink = std::move(sink);
+}
+
+void vx_SimBus::setFirstCameraNumber(int number) {
+  std::lock_guard lock(m_mutex);
+  m_firstNumber = number;
+}
+
+int vx_SimBus::indexOf(int cameraNumber) const {
+  std::lock_guard lock(m_mutex);
+  const int index = cameraNumber - m_firstNumber;
+  return index >= 0 && index < static_cast<int>(m_cameras.size()) ? index : -1;
+}
+
+vx_SimCamera* vx_SimBus::byNumber(int cameraNumber) const {
+  const int index = indexOf(cameraNumber);
+  return index < 0 ? nullptr : m_cameras[static_cast<size_t>(index)].get();
+}
+
+std::vector<int> vx_SimBus::Control::cameraNumbers() const {
+  std::lock_guard lock(m_bus.m_mutex);
+  std::vector<int> numbers;
+  for (size_t i = 0; i < m_bus.m_cameras.size(); ++i)
+    numbers.push_back(m_bus.m_firstNumber + static_cast<int>(i));
+  return numbers;
+}
+
+std::string vx_SimBus::Control::profileName(int cameraNumber) const {
+  const vx_SimCamera* camera = m_bus.byNumber(cameraNumber);
+  return camera ? camera->profile().name : std::string();
+}
+
+void vx_SimBus::announceReset(int unpluggedIndex, int initiatorIndex) {
+  std::vector<std::pair<int, vxDcamBusEventInfo>> events;
+  EventSink sink;
+  {
+    std::lock_guard lock(m_mutex);
+    ++m_generation;
+    vxDcamBusEventInfo info;
+    info.hostNodeNo = static_cast<uint32_t>(hostNodeNumber());
+    info.busNodeCount = info.hostNodeNo + 1;
+    info.busGenerationCount = m_generation;
+    info.initiatorNodeNo =
+        initiatorIndex < 0 ? info.hostNodeNo : static_cast<uint32_t>(nodeNumber(initiatorIndex));
+    for (int i = 0; i < cameraCount(); ++i) {
+      if (i == unpluggedIndex) {
+        vxDcamBusEventInfo gone = info;
+        gone.eventFlags = vxDcamBusEventInfo::kUnplugged;
+        events.emplace_back(i, gone);
+      } else if (m_cameras[static_cast<size_t>(i)]->isPlugged()) {
+        vxDcamBusEventInfo reset = info;
+        reset.eventFlags = vxDcamBusEventInfo::kBusReset;
+        events.emplace_back(i, reset);
+      }
+    }
+    sink = m_sink;
+  }
+  if (sink)
+    for (const auto& [index, info] : events) sink(index, info);
+}
+
+void vx_SimBus::unplug(int index) {
+  std::lock_guard change(m_changeMutex);
+  if (index < 0 || index >= cameraCount() || !simCamera(index).isPlugged()) return;
+  simCamera(index).setPlugged(false);
+  announceReset(index, -1);
+}
+
+void vx_SimBus::replug(int index) {
+  std::lock_guard change(m_changeMutex);
+  if (index < 0 || index >= cameraCount() || simCamera(index).isPlugged()) return;
+  simCamera(index).setPlugged(true);
+  // The arriving node's own PHY starts the reset.
+  announceReset(-1, index);
+}
+
+void vx_SimBus::busReset() {
+  std::lock_guard change(m_changeMutex);
+  announceReset(-1, -1);
+}
+
+void vx_SimBus::Control::unplug(int cameraNumber) {
+  m_bus.unplug(m_bus.indexOf(cameraNumber));
+}
+
+void vx_SimBus::Control::replug(int cameraNumber) {
+  m_bus.replug(m_bus.indexOf(cameraNumber));
+}
+
+bool vx_SimBus::Control::isPlugged(int cameraNumber) const {
+  const vx_SimCamera* camera = m_bus.byNumber(cameraNumber);
+  return camera && camera->isPlugged();
+}
+
+void vx_SimBus::Control::setReadFault(int cameraNumber, uint32_t address, bool fail) {
+  if (vx_SimCamera* camera = m_bus.byNumber(cameraNumber)) camera->setReadFault(address, fail);
+}
+
+void vx_SimBus::Control::setWriteFault(int cameraNumber, uint32_t address, bool fail) {
+  if (vx_SimCamera* camera = m_bus.byNumber(cameraNumber)) camera->setWriteFault(address, fail);
+}
+
+void vx_SimBus::Control::clearFaults(int cameraNumber) {
+  if (vx_SimCamera* camera = m_bus.byNumber(cameraNumber)) camera->clearFaults();
+}
+
+void vx_SimBus::Control::setLatency(std::chrono::microseconds read,
+                                    std::chrono::microseconds write) {
+  for (auto& camera : m_bus.m_cameras) camera->setLatency(read, write);
+}
+
+uint64_t vx_SimBus::Control::transactionCount(int cameraNumber) const {
+  const vx_SimCamera* camera = m_bus.byNumber(cameraNumber);
+  return camera ? camera->transactionCount() : 0;
+}
+
+void vx_SimBus::Control::resetTransactionCount(int cameraNumber) {
+  if (vx_SimCamera* camera = m_bus.byNumber(cameraNumber)) camera->resetTransactionCount();
+}

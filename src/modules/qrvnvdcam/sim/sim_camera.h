@@ -1,0 +1,139 @@
+// One simulated IIDC camera: its CSR space, register behaviour and fault switches.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "acquisition/dcam_camera.h"
+#include "modules/qrvnvdcam/sim/profile.h"
+
+// Register writes that start or stop image delivery.
+enum class vx_SimShotControl { IsoEnable, OneShot, MultiShot, SoftwareTrigger };
+
+// What the camera is set up to deliver, for the image generator.
+struct vx_SimVideoSetting {
+  int format = 0;
+  int mode = 0;
+  int rate = 0;
+  bool valid = false;  // false while VMODE_ERROR_STATUS is set
+  uint32_t left = 0;
+  uint32_t top = 0;
+  uint32_t width = 0;
+  uint32_t height = 0;
+  vxPixelCoding coding = vxPixelCoding::Mono8;
+  uint32_t bytesPerPacket = 0;   // Format_7 only
+  uint32_t packetsPerFrame = 0;  // Format_7 only
+  bool isoEnabled = false;
+};
+
+// A register-level IIDC camera built from a profile. Every transaction takes
+// the camera's own mutex, so transactions on one camera are serialised and
+// the controls may be used from any thread.
+class vx_SimCamera {
+ public:
+  // Called after a write to ISO_EN, ONE_SHOT/MULTI_SHOT or SOFTWARE_TRIGGER,
+  // outside the camera's lock, with the register's new value.
+  using ShotHook = std::function<void(vx_SimShotControl control, uint32_t value)>;
+
+  explicit vx_SimCamera(vx_SimProfile profile);
+
+  const vx_SimProfile& profile() const { return m_profile; }
+  vxDcamIdentity identity() const;
+  const std::vector<uint32_t>& configRom() const { return m_rom; }
+
+  // Absolute addresses, or offsets from the command register base below
+  // kCsrSpaceBase. Every call counts as one bus transaction.
+  bool readQuadlet(uint32_t address, uint32_t& value, std::string* error = nullptr);
+  bool writeQuadlet(uint32_t address, uint32_t value, std::string* error = nullptr);
+
+  // Plugging the camera back in brings back its power-on register values.
+  void setPlugged(bool plugged);
+  bool isPlugged() const;
+
+  void setReadFault(uint32_t address, bool fail);
+  void setWriteFault(uint32_t address, bool fail);
+  void clearFaults();
+  void setLatency(std::chrono::microseconds read, std::chrono::microseconds write);
+  uint64_t transactionCount() const;
+  void resetTransactionCount();
+
+  // The state behind the registers, for the image generator.
+  uint32_t featureValue(int feature) const;  // the raw value field
+  bool featureOn(int feature) const;
+  vx_SimVideoSetting videoSetting() const;
+  void setShotHook(ShotHook hook);
+  // Image delivery calls this once a one-shot, multi-shot or software
+  // trigger has been served; without a hook those bits clear at once.
+  void finishShot();
+
+  // The absolute address of address for a camera with this command register
+  // base; false when it falls outside the 32-bit CSR space or is not
+  // quadlet-aligned.
+  static bool absoluteAddress(uint32_t address, uint32_t commandBase, uint32_t& absolute);
+
+ private:
+  enum class Kind : uint8_t {
+    Plain,
+    Initialize,
+    VideoSetting,
+    IsoChannel,
+    CameraPower,
+    SelfClearing,
+    Shot,
+    FeatureControl,
+    AbsValue,
+    Format7Geometry,
+    Format7Packet,
+    Format7ValueSetting,
+  };
+  struct Reg {
+    uint32_t value = 0;
+    uint32_t writeMask = 0;
+    Kind kind = Kind::Plain;
+    int index = 0;  // feature number or Format_7 mode
+  };
+
+  void add(uint32_t absolute, uint32_t value, uint32_t writeMask = 0, Kind kind = Kind::Plain,
+           int index = 0);
+  void addCommand(uint32_t offset, uint32_t value, uint32_t writeMask = 0, Kind kind = Kind::Plain,
+                  int index = 0) {
+    add(kDefaultCommandRegsBase + offset, value, writeMask, kind, index);
+  }
+  void buildPowerOn();
+  void addFeature(int feature);
+  void addTrigger();
+  void addFormat7(const vx_SimFormat7Mode& mode);
+
+  uint32_t& reg(uint32_t absolute) { return m_regs.at(absolute).value; }
+  uint32_t regValue(uint32_t absolute) const { return m_regs.at(absolute).value; }
+  bool resolve(uint32_t address, uint32_t& absolute, std::string* error) const;
+  void afterWrite(uint32_t absolute, uint32_t previous,
+                  std::vector<std::pair<vx_SimShotControl, uint32_t>>& shots);
+  void checkFeature(int feature, uint32_t value);
+  void rawToAbsolute(int feature);
+  void absoluteToRaw(int feature, uint32_t previousBits);
+  void updateVideoStatus();
+  void recomputeFormat7(int mode);
+  uint32_t maxBytesPerPacket() const;
+  void restorePowerOn();
+
+  const vx_SimProfile m_profile;
+  std::vector<uint32_t> m_rom;
+
+  mutable std::mutex m_mutex;
+  std::map<uint32_t, Reg> m_regs;
+  std::map<uint32_t, Reg> m_powerOn;
+  bool m_plugged = true;
+  std::set<uint32_t> m_readFaults;
+  std::set<uint32_t> m_writeFaults;
+  std::chrono::microseconds m_readLatency{0};
+  std::chrono::microseconds m_writeLatency{0};
+  uint64_t m_transactions = 0;
+  ShotHook m_shotHook;
+};
