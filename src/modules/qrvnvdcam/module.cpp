@@ -44,9 +44,10 @@ std::vector<std::unique_ptr<vx_BusLayer>> layersFor(const vx_ModuleOptions& opti
   // Real bus layers come first so that real cameras take the low numbers.
 #ifdef PRALIX_HAVE_DC1394
   if (options.realBus) {
-    auto dc1394 = vxCreateDc1394BusLayer();
-    for (const std::string& notice : dc1394->notices()) notices.push_back(notice);
-    layers.push_back(std::move(dc1394));
+    if (auto dc1394 = vxCreateDc1394BusLayer()) {
+      for (const std::string& notice : dc1394->notices()) notices.push_back(notice);
+      layers.push_back(std::move(dc1394));
+    }
   }
 #else
   if (options.realBus && !options.simulate)

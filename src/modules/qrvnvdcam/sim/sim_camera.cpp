@@ -80,6 +80,7 @@ vxDcamIdentity vx_SimCamera::identity() const {
   id.guid = m_profile.guid;
   id.unitSpecId = 0x00A02D;
   id.unitSwVersion = vxIidcUnitSwVersion(m_profile.iidcVersion);
+  id.unitSubSwVersion = vxIidcUnitSubSwVersion(m_profile.iidcVersion);
   id.commandRegsBase = kBase;
   id.busLayer = "simulated";
   return id;
