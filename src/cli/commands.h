@@ -63,3 +63,71 @@ class RegsCommand : public CliCommand {
   int m_camera = 0;
   bool m_json = false;
 };
+
+class FeaturesCommand : public CliCommand {
+ public:
+  CLI::App* setup(CLI::App& app) override;
+  int run(CliContext& context) override;
+
+ private:
+  int m_camera = 0;
+  bool m_json = false;
+};
+
+// One feature: the actions asked for, in a fixed order, then its state read back.
+class FeatureCommand : public CliCommand {
+ public:
+  CLI::App* setup(CLI::App& app) override;
+  int run(CliContext& context) override;
+
+ private:
+  std::string m_name;
+  int m_camera = 0;
+  bool m_on = false;
+  bool m_off = false;
+  bool m_auto = false;
+  bool m_manual = false;
+  bool m_onePush = false;
+  int m_value = 0;
+  int m_value2 = 0;
+  float m_abs = 0.0f;
+  CLI::Option* m_valueOption = nullptr;
+  CLI::Option* m_value2Option = nullptr;
+  CLI::Option* m_absOption = nullptr;
+  bool m_json = false;
+};
+
+// The register dump and the capabilities report share their output handling.
+class ReportCommand : public CliCommand {
+ public:
+  int run(CliContext& context) override;
+
+ protected:
+  CLI::App* addReportOptions(CLI::App* sub);
+  // Says on standard error what the report will do to the camera, if anything.
+  virtual void warnBeforeBuilding(CliContext& context) { (void)context; }
+  virtual std::string build(CliContext& context) = 0;
+
+  int m_camera = 0;
+
+ private:
+  std::string m_outputFile;
+  bool m_crlf = false;
+};
+
+class DumpCommand : public ReportCommand {
+ public:
+  CLI::App* setup(CLI::App& app) override;
+
+ protected:
+  void warnBeforeBuilding(CliContext& context) override;
+  std::string build(CliContext& context) override;
+};
+
+class CapsCommand : public ReportCommand {
+ public:
+  CLI::App* setup(CLI::App& app) override;
+
+ protected:
+  std::string build(CliContext& context) override;
+};

@@ -12,13 +12,18 @@ std::vector<std::unique_ptr<CliCommand>> makeCommands() {
   commands.push_back(std::make_unique<ResetCommand>());
   commands.push_back(std::make_unique<RegmapCommand>());
   commands.push_back(std::make_unique<RegsCommand>());
+  commands.push_back(std::make_unique<FeaturesCommand>());
+  commands.push_back(std::make_unique<FeatureCommand>());
+  commands.push_back(std::make_unique<DumpCommand>());
+  commands.push_back(std::make_unique<CapsCommand>());
   return commands;
 }
 
 int runPralix(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
   CLI::App app{"pralix: diagnostics for IIDC (DCAM) cameras on IEEE 1394.\n"
-               "Lists cameras, reads, writes and resets their registers and prints the register "
-               "catalogue.",
+               "Lists cameras, reads, writes and resets their registers, prints the register "
+               "catalogue, shows and changes camera features and writes the register dump and "
+               "capabilities reports.",
                "pralix"};
   app.require_subcommand(1);
   app.fallthrough();
@@ -30,7 +35,8 @@ int runPralix(int argc, const char* const* argv, std::ostream& out, std::ostream
           ->expected(0, 1);
   app.set_version_flag("--version", std::string("pralix ") + PRALIX_VERSION);
   app.footer(
-      "Addresses and values are hexadecimal, with or without 0x. Addresses from F0000000 up are "
+      "Register addresses and values (read, write) are hexadecimal, with or without 0x; feature values "
+      "are decimal. Addresses from F0000000 up are "
       "absolute CSR addresses; smaller ones are offsets from the command register base F0F00000.\n"
       "Exit status: 0 success, 1 camera or register access failed, 2 usage error.\n");
 

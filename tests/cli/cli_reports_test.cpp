@@ -1,0 +1,323 @@
+// pralix features, feature, dump and caps run as a user runs them, on every shipped profile.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <sstream>
+#include <string>
+
+namespace {
+
+struct Result {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+// Runs pralix with the arguments (already quoted for the shell).
+Result pralix(const std::string& args) {
+  // ctest runs the tests as parallel processes; each needs its own file.
+  const std::string errPath = ::testing::TempDir() + "pralix_reports_err_" + std::to_string(getpid()) + ".txt";
+  const std::string command = std::string("env -u PRALIX_SIMULATE ") + PRALIX_BIN + " " + args + " 2>" + errPath;
+  Result result;
+  FILE* pipe = popen(command.c_str(), "r");
+  if (!pipe) return result;
+  std::array<char, 4096> buf;
+  size_t n;
+  while ((n = fread(buf.data(), 1, buf.size(), pipe)) > 0) result.out.append(buf.data(), n);
+  const int raw = pclose(pipe);
+  result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  result.err = readFile(errPath);
+  return result;
+}
+
+std::string sim(const char* profile) { return std::string("--simulate=") + profile + " "; }
+
+size_t count(const std::string& text, const std::string& what) {
+  size_t n = 0;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size())) ++n;
+  return n;
+}
+
+nlohmann::json profileJson(const char* profile) {
+  const char* dataDir = std::getenv("PRALIX_DATA_DIR");
+  if (!dataDir) return {};
+  return nlohmann::json::parse(readFile(std::string(dataDir) + "/profiles/" + profile + ".json"), nullptr, false);
+}
+
+// "trigger_delay" in a profile is the feature listed as "Trigger Delay"; the
+// shutter is listed as "Exposure".
+std::string listedName(const std::string& profileKey) {
+  if (profileKey == "shutter") return "Exposure";
+  std::string name = profileKey;
+  bool wordStart = true;
+  for (char& c : name) {
+    if (c == '_') c = ' ';
+    else if (wordStart) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    wordStart = c == ' ';
+  }
+  return name;
+}
+
+// A fresh empty folder for files a test writes.
+std::filesystem::path freshFolder(const std::string& name) {
+  const std::filesystem::path folder = std::filesystem::path(::testing::TempDir()) / name;
+  std::filesystem::remove_all(folder);
+  std::filesystem::create_directories(folder);
+  return folder;
+}
+
+const char* kProfiles[] = {"korvane-kv640m", "tessaly-f7flex", "orbel-ux1600b"};
+
+const char* kDumpBanners[] = {"********* QORVEL DCAM MODULE INFO ********** \n",
+                              "************* GENERAL FEATURES ************* \n",
+                              "************* SUPPORTED FORMATS ************* \n",
+                              "************* PROPERTIES *************\n",
+                              "************* FORMAT 7 INFORMATION ************\n",
+                              "************* IO SECTION ************\n",
+                              "************* CONFIGURATION ROM SECTION ************\n",
+                              "************* DUMPING RAW REGISTERS ************\n",
+                              "************* FORMAT 7 RAW REGISTER DUMP ************\n"};
+
+const char* kCapsBanners[] = {"********* QORVEL DCAM MODULE INFO ********** \n",
+                              "************* FORMATS AVAILABLE ************* \n",
+                              "************* THINGS TO KNOW ************* \n",
+                              "************* DCAM STROBE SUPPORT ************* \n",
+                              "************* REGISTER ACCESS SPEED MEASUREMENT ************* \n"};
+
+}  // namespace
+
+TEST(PralixReports, DumpIsCompleteOnEveryProfileAndWarnsOnStandardError) {
+  for (const char* profile : kProfiles) {
+    SCOPED_TRACE(profile);
+    const Result r = pralix(sim(profile) + "dump");
+    ASSERT_EQ(r.status, 0) << r.err;
+    size_t last = 0;
+    for (const char* banner : kDumpBanners) {
+      const size_t at = r.out.find(banner);
+      ASSERT_NE(at, std::string::npos) << banner;
+      EXPECT_GE(at, last) << "out of order: " << banner;
+      last = at;
+    }
+    // Offsets 0x100 to 0x7FC, one line each, and the last report line ends the output.
+    EXPECT_EQ(count(r.out.substr(r.out.find("DUMPING RAW REGISTERS"), r.out.find("FORMAT 7 RAW REGISTER DUMP") -
+                                                                          r.out.find("DUMPING RAW REGISTERS")),
+                    "\nReading : "),
+              448u);
+    EXPECT_EQ(r.out.find('\r'), std::string::npos) << "platform line ends on standard output";
+    ASSERT_FALSE(r.out.empty());
+    EXPECT_EQ(r.out.back(), '\n');
+    EXPECT_NE(r.err.find("Warning: the register dump changes camera 0"), std::string::npos) << r.err;
+    EXPECT_EQ(r.out.find("Warning"), std::string::npos);
+  }
+}
+
+TEST(PralixReports, CapsIsCompleteOnEveryProfileAndNeedsNoWarning) {
+  for (const char* profile : kProfiles) {
+    SCOPED_TRACE(profile);
+    const Result r = pralix(sim(profile) + "caps");
+    ASSERT_EQ(r.status, 0) << r.err;
+    const nlohmann::json p = profileJson(profile);
+    ASSERT_TRUE(p.is_object());
+    // Headed by the camera's own name.
+    EXPECT_EQ(r.out.rfind("********* " + p["vendor"].get<std::string>() + " " + p["model"].get<std::string>() +
+                              " ********** \n",
+                          0),
+              0u)
+        << r.out.substr(0, 200);
+    size_t last = 0;
+    for (const char* banner : kCapsBanners) {
+      const size_t at = r.out.find(banner);
+      ASSERT_NE(at, std::string::npos) << banner;
+      EXPECT_GT(at, last) << "out of order: " << banner;
+      last = at;
+    }
+    EXPECT_TRUE(std::regex_search(r.out, std::regex("\nReading Register for selected camera took \\(us\\) : [0-9.]+\n")));
+    const std::string tail = "Usual average time to write register (us) : 400 us\n";
+    ASSERT_GE(r.out.size(), tail.size());
+    EXPECT_EQ(r.out.substr(r.out.size() - tail.size()), tail);
+    EXPECT_EQ(r.out.find('\r'), std::string::npos);
+    // The module may add its notices about the real bus; the report warns of nothing.
+    EXPECT_EQ(r.err.find("Warning"), std::string::npos) << r.err;
+  }
+}
+
+TEST(PralixReports, OutputFileIsWrittenWholeAndCrlfKeepsTheReportsLineEnds) {
+  const std::filesystem::path folder = freshFolder("pralix_reports_out");
+  const std::string file = (folder / "dump.txt").string();
+  std::ofstream(file) << "an older report";
+
+  const Result toStdout = pralix(sim("tessaly-f7flex") + "dump");
+  ASSERT_EQ(toStdout.status, 0);
+  const Result toFile = pralix(sim("tessaly-f7flex") + "dump -o " + file);
+  ASSERT_EQ(toFile.status, 0) << toFile.err;
+  EXPECT_EQ(toFile.out, "");
+  EXPECT_NE(toFile.err.find("Warning"), std::string::npos) << "the warning comes with -o as well";
+  // Each run starts a fresh simulated camera, so both dumps are the same.
+  EXPECT_EQ(readFile(file), toStdout.out);
+  size_t entries = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    ++entries;
+    EXPECT_EQ(entry.path().filename(), "dump.txt") << "temporary file left behind";
+  }
+  EXPECT_EQ(entries, 1u);
+
+  const std::string crlfFile = (folder / "caps.txt").string();
+  const Result crlf = pralix(sim("orbel-ux1600b") + "caps --crlf --output " + crlfFile);
+  ASSERT_EQ(crlf.status, 0) << crlf.err;
+  const std::string text = readFile(crlfFile);
+  const size_t lineEnds = count(text, "\n");
+  EXPECT_GT(lineEnds, 100u);
+  EXPECT_EQ(count(text, "\r\n"), lineEnds) << "every line end is CR LF";
+  EXPECT_EQ(count(text, "\r"), lineEnds) << "no CR doubled or left alone";
+  const Result crlfOut = pralix(sim("korvane-kv640m") + "dump --crlf");
+  EXPECT_EQ(count(crlfOut.out, "\r\n"), count(crlfOut.out, "\n"));
+  EXPECT_NE(crlfOut.out.find("GENERAL FEATURES ************* \r\n\r\nAdvance Features are"), std::string::npos);
+}
+
+TEST(PralixReports, UnwritableOutputFailsAndLeavesNothing) {
+  const std::filesystem::path folder = freshFolder("pralix_reports_bad");
+  const Result r = pralix(sim("korvane-kv640m") + "caps -o " + (folder / "missing" / "caps.txt").string());
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("missing"), std::string::npos) << r.err;
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
+  EXPECT_EQ(pralix(sim("korvane-kv640m") + "dump --camera 3").status, 1);
+}
+
+TEST(PralixFeatures, JsonMatchesEachProfilesFeatures) {
+  for (const char* profile : kProfiles) {
+    SCOPED_TRACE(profile);
+    const Result r = pralix(sim(profile) + "features --json");
+    ASSERT_EQ(r.status, 0) << r.err;
+    const nlohmann::json j = nlohmann::json::parse(r.out, nullptr, false);
+    ASSERT_TRUE(j.is_object()) << r.out;
+    EXPECT_EQ(j["camera"], 0);
+    std::map<std::string, nlohmann::json> listed;
+    for (const nlohmann::json& f : j["features"]) listed[f["name"].get<std::string>()] = f;
+
+    const nlohmann::json p = profileJson(profile);
+    ASSERT_TRUE(p.is_object());
+    EXPECT_EQ(listed.size(), p["features"].size()) << r.out;
+    for (const auto& [key, expected] : p["features"].items()) {
+      SCOPED_TRACE(key);
+      ASSERT_TRUE(listed.count(listedName(key)));
+      const nlohmann::json& f = listed[listedName(key)];
+      EXPECT_EQ(f["min"], expected["min"]);
+      EXPECT_EQ(f["max"], expected["max"]);
+      ASSERT_TRUE(f["values"].is_array());
+      if (expected["value"].is_number()) {
+        ASSERT_EQ(f["values"].size(), 1u);
+        EXPECT_EQ(f["values"][0]["value"], expected["value"]);
+      } else {
+        EXPECT_EQ(f["values"].size(), 2u);
+      }
+      for (const char* field : {"on", "auto", "capabilities", "controlError"}) EXPECT_TRUE(f.contains(field)) << field;
+      if (expected.contains("absolute")) {
+        ASSERT_TRUE(f["absolute"].is_object());
+        EXPECT_NEAR(f["absolute"]["min"].get<double>(), expected["absolute"]["min"].get<double>(), 1e-6);
+        EXPECT_NEAR(f["absolute"]["max"].get<double>(), expected["absolute"]["max"].get<double>(), 1e-6);
+        EXPECT_TRUE(f["capabilities"]["absolute"].get<bool>());
+      } else {
+        EXPECT_TRUE(f["absolute"].is_null());
+      }
+    }
+  }
+  // Labels of a two-value feature are split as the properties page splits them.
+  const Result orbel = pralix(sim("orbel-ux1600b") + "features --json");
+  EXPECT_NE(orbel.out.find("\"label\": \"U/B Value\""), std::string::npos);
+  EXPECT_NE(orbel.out.find("\"label\": \"Target Temperature\""), std::string::npos);
+}
+
+TEST(PralixFeatures, TextListsThePresentFeaturesOnly) {
+  const Result r = pralix(sim("korvane-kv640m") + "features");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(count(r.out, "\n"), 6u) << r.out;  // header and five features
+  EXPECT_TRUE(std::regex_search(r.out, std::regex("\nBrightness +on +manual +16 +0 to 255\n"))) << r.out;
+  EXPECT_TRUE(std::regex_search(r.out, std::regex("\nGamma +off +manual +0 +0 to 1\n"))) << r.out;
+  EXPECT_EQ(r.out.find("Sharpness"), std::string::npos);
+  const Result abs = pralix(sim("tessaly-f7flex") + "features");
+  EXPECT_TRUE(std::regex_search(abs.out, std::regex("\nGain +on +manual +0 +0 to 720 +0\\.000 \\(0\\.000 to 24\\.000\\)\n")))
+      << abs.out;
+}
+
+TEST(PralixFeature, ValueIsWrittenAndReadBackOnEveryProfile) {
+  for (const char* profile : kProfiles) {
+    SCOPED_TRACE(profile);
+    const Result r = pralix(sim(profile) + "feature Gain --value 300");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(std::regex_search(r.out, std::regex("\nGain +on +manual +300 "))) << r.out;
+  }
+  // The bare --simulate: camera 0 of the built-in set, and the JSON form.
+  const Result json = pralix("--simulate feature gain --value 300 --json");
+  ASSERT_EQ(json.status, 0) << json.err;
+  const nlohmann::json j = nlohmann::json::parse(json.out, nullptr, false);
+  ASSERT_TRUE(j.is_object()) << json.out;
+  EXPECT_EQ(j["values"][0]["value"], 300);
+}
+
+TEST(PralixFeature, ActionsApplyInOrderAndNamesAreForgiving) {
+  Result r = pralix(sim("orbel-ux1600b") + "feature white_balance --value 300 --value2 200 --auto --json");
+  ASSERT_EQ(r.status, 0) << r.err;
+  nlohmann::json j = nlohmann::json::parse(r.out, nullptr, false);
+  EXPECT_EQ(j["name"], "White Balance");
+  EXPECT_EQ(j["values"][0]["value"], 300);
+  EXPECT_EQ(j["values"][1]["value"], 200);
+  EXPECT_EQ(j["auto"], true);
+
+  r = pralix(sim("korvane-kv640m") + "feature AUTO-EXPOSURE --on --json");
+  j = nlohmann::json::parse(r.out, nullptr, false);
+  EXPECT_EQ(j["on"], true) << r.out;
+
+  // An absolute value switches absolute control on; a raw value switches it off again.
+  r = pralix(sim("tessaly-f7flex") + "feature \"Gain\" --abs 6.5 --json");
+  ASSERT_EQ(r.status, 0) << r.err;
+  j = nlohmann::json::parse(r.out, nullptr, false);
+  EXPECT_EQ(j["absolute"]["inUse"], true);
+  EXPECT_NEAR(j["absolute"]["value"].get<double>(), 6.5, 1e-4);
+  r = pralix(sim("tessaly-f7flex") + "feature Gain --abs 6.5 --value 10 --json");
+  j = nlohmann::json::parse(r.out, nullptr, false);
+  EXPECT_EQ(j["absolute"]["inUse"], true) << "--abs comes after --value";
+  r = pralix(sim("tessaly-f7flex") + "feature shutter --json");
+  j = nlohmann::json::parse(r.out, nullptr, false);
+  EXPECT_EQ(j["name"], "Exposure");
+}
+
+TEST(PralixFeature, RefusalsHaveTheirExitStatus) {
+  Result r = pralix(sim("korvane-kv640m") + "feature Contrast --value 3");
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("Unknown feature 'Contrast'"), std::string::npos) << r.err;
+  for (const char* name : {"Sharpness", "White Balance", "Exposure", "Optical Filter"})
+    EXPECT_NE(r.err.find(name), std::string::npos) << name;
+  EXPECT_EQ(r.out, "");
+
+  EXPECT_EQ(pralix(sim("korvane-kv640m") + "feature Gain --value 4096").status, 2);
+  EXPECT_EQ(pralix(sim("korvane-kv640m") + "feature Gain --on --off").status, 2);
+  EXPECT_EQ(pralix(sim("korvane-kv640m") + "feature Gain --auto --manual").status, 2);
+  EXPECT_EQ(pralix(sim("korvane-kv640m") + "feature Gain --abs many").status, 2);
+
+  r = pralix(sim("korvane-kv640m") + "feature Iris --value 3");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("Camera 0 has no Iris feature."), std::string::npos) << r.err;
+  r = pralix(sim("korvane-kv640m") + "feature Gain --abs 2");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("no absolute control"), std::string::npos) << r.err;
+  r = pralix(sim("korvane-kv640m") + "feature Gain --value2 2");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(pralix(sim("korvane-kv640m") + "feature Gain --camera 5").status, 1);
+}
