@@ -48,15 +48,29 @@ constexpr uint32_t kFormatsWithRates = 6;
 }  // namespace
 
 bool vxDcamIsSupported(vx1394DCAM& camera, uint32_t format, uint32_t mode, uint32_t rate) {
+  vxDcamSupportTable table(camera);
+  return table.isSupported(format, mode, rate);
+}
+
+bool vxDcamSupportTable::inquiry(uint32_t address, uint32_t& value) {
+  auto [it, added] = m_values.try_emplace(address);
+  if (added) {
+    uint32_t readValue = 0;
+    if (read(m_camera, address, readValue)) it->second = readValue;
+  }
+  if (!it->second) return false;
+  value = *it->second;
+  return true;
+}
+
+bool vxDcamSupportTable::isSupported(uint32_t format, uint32_t mode, uint32_t rate) {
   if (format > 7 || mode > 7 || rate > 7) return false;
   uint32_t formats = 0, modes = 0;
-  if (!read(camera, vxDcamReg::kVFormatInq, formats) || !bitSet(formats, 31 - format)) return false;
-  if (!read(camera, vxDcamReg::kVModeInq + 4 * format, modes) || !bitSet(modes, 31 - mode))
-    return false;
+  if (!inquiry(vxDcamReg::kVFormatInq, formats) || !bitSet(formats, 31 - format)) return false;
+  if (!inquiry(vxDcamReg::kVModeInq + 4 * format, modes) || !bitSet(modes, 31 - mode)) return false;
   if (format >= kFormatsWithRates) return true;
   uint32_t rates = 0;
-  return read(camera, vxDcamReg::kVRateInq + 0x20 * format + 4 * mode, rates) &&
-         bitSet(rates, 31 - rate);
+  return inquiry(vxDcamReg::kVRateInq + 0x20 * format + 4 * mode, rates) && bitSet(rates, 31 - rate);
 }
 
 bool vxDcamSetVideoMode(vx1394DCAM& camera, uint32_t format, uint32_t mode, uint32_t rate,
@@ -78,7 +92,13 @@ bool vxDcamSetVideoMode(vx1394DCAM& camera, uint32_t format, uint32_t mode, uint
 }
 
 std::optional<vxDcamFormat7Mode> vxDcamReadFormat7Mode(vx1394DCAM& camera, uint32_t mode) {
-  if (!vxDcamIsSupported(camera, 7, mode, 0)) return std::nullopt;
+  vxDcamSupportTable support(camera);
+  return vxDcamReadFormat7Mode(support, mode);
+}
+
+std::optional<vxDcamFormat7Mode> vxDcamReadFormat7Mode(vxDcamSupportTable& support, uint32_t mode) {
+  vx1394DCAM& camera = support.camera();
+  if (!support.isSupported(7, mode, 0)) return std::nullopt;
   vxDcamFormat7Mode d;
   d.mode = mode;
   if (!read(camera, vxDcamReg::kVCsrInq7 + 4 * mode, d.csrOffset)) return std::nullopt;

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -93,6 +94,22 @@ constexpr uint32_t vxDcamQuadletAddress(uint32_t quadletOffset) {
 // have no rate table and ignore rate. A failed read counts as unsupported.
 bool vxDcamIsSupported(vx1394DCAM& camera, uint32_t format, uint32_t mode, uint32_t rate);
 
+// The same test for many combinations, reading each inquiry register at most
+// once: they describe the camera and do not change while it is on the bus,
+// so a report that walks every format, mode and rate asks the bus only once.
+class vxDcamSupportTable {
+ public:
+  explicit vxDcamSupportTable(vx1394DCAM& camera) : m_camera(camera) {}
+  bool isSupported(uint32_t format, uint32_t mode, uint32_t rate);
+  vx1394DCAM& camera() const { return m_camera; }
+
+ private:
+  bool inquiry(uint32_t address, uint32_t& value);
+
+  vx1394DCAM& m_camera;
+  std::map<uint32_t, std::optional<uint32_t>> m_values;
+};
+
 // Writes the current format, mode and (below format 6) rate, then checks
 // VMODE_ERROR_STATUS. False with a reason when a write fails or the camera
 // refuses the combination.
@@ -128,6 +145,8 @@ struct vxDcamFormat7Mode {
 // the mode or its block cannot be read. Other registers of the block that
 // fail to read leave their figures 0.
 std::optional<vxDcamFormat7Mode> vxDcamReadFormat7Mode(vx1394DCAM& camera, uint32_t mode);
+// As above, asking the table whether the mode is offered.
+std::optional<vxDcamFormat7Mode> vxDcamReadFormat7Mode(vxDcamSupportTable& support, uint32_t mode);
 
 // Programs a Format_7 mode's region: the position first goes to (0, 0) so
 // every intermediate state the camera sees is valid, then the size, then the

@@ -38,4 +38,50 @@ class vx_SimBusControl {
   // Bus transactions (reads and writes, failed ones too) made on a camera.
   virtual uint64_t transactionCount(int cameraNumber) const = 0;
   virtual void resetTransactionCount(int cameraNumber) = 0;
+
+  // Image delivery. The controls below do nothing on a bus without images.
+
+  // How much faster than real time the cameras deliver: 1 paces frames by
+  // their format's frame period, 10 ten times faster, 0 not at all (each
+  // frame as soon as the receiver has room for it). The bus starts from
+  // PRALIX_SIM_TIMESCALE, or 1 without it.
+  virtual void setTimeScale(double scale) { (void)scale; }
+  virtual double timeScale() const { return 1.0; }
+
+  // This share (0..1) of the camera's frames arrive with packets missing.
+  // Ratios are spread evenly: 0.25 spoils every fourth frame.
+  virtual void setIncompleteRatio(int cameraNumber, double ratio) {
+    (void)cameraNumber;
+    (void)ratio;
+  }
+  // This share (0..1) of the frames the camera takes, triggered or free
+  // running, is lost on the bus: the camera counts the frame, nobody gets it.
+  virtual void setMissedTriggerRatio(int cameraNumber, double ratio) {
+    (void)cameraNumber;
+    (void)ratio;
+  }
+  // A stalled camera takes no more frames (its shots and triggers are
+  // swallowed) until it is released, so a receiver waits in vain.
+  virtual void setStalled(int cameraNumber, bool stalled) {
+    (void)cameraNumber;
+    (void)stalled;
+  }
+  // A pulse on the camera's hardware trigger input. A camera in trigger mode
+  // with a hardware source and ISO_EN on takes one frame; otherwise it is
+  // ignored. No trigger ever comes by itself.
+  virtual void fireTrigger(int cameraNumber) { (void)cameraNumber; }
+  // The camera's built-in test pattern instead of the scene.
+  virtual void setTestPattern(int cameraNumber, bool on) {
+    (void)cameraNumber;
+    (void)on;
+  }
+  // Isochronous payload the bus carries per 125 us cycle, shared by every
+  // transmitting camera in the order they began (4096 bytes, S400). A camera
+  // that does not fit delivers its frames flagged as a timing failure.
+  virtual void setBusBandwidth(uint32_t bytesPerCycle) { (void)bytesPerCycle; }
+  // Frames the camera has taken since the bus came up, delivered or not.
+  virtual uint64_t framesTaken(int cameraNumber) const {
+    (void)cameraNumber;
+    return 0;
+  }
 };

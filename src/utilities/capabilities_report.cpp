@@ -99,6 +99,8 @@ std::string vxCapabilitiesReportBuilder::build(const vxReportProgress& progressC
   progress.report(0.0);
   vxDcamCamera diag(m_cameraNumber, &m_module);
   vx1394DCAM& camera = diag.device();
+  // The format, mode and rate inquiry registers, read once for the report.
+  vxDcamSupportTable support(camera);
   vx_DCAMRegisterAccessorPralix accessor(m_cameraNumber, &m_module);
   const vxDcamIdentity identity = camera.identity();
   const std::string displayName =
@@ -119,7 +121,7 @@ std::string vxCapabilitiesReportBuilder::build(const vxReportProgress& progressC
     for (int mode = 0; mode < kModesExamined; ++mode) {
       bool printed = false;
       for (int rate = 0; rate < 8; ++rate) {
-        if (!vxDcamIsSupported(camera, uint32_t(format), uint32_t(mode), uint32_t(rate))) continue;
+        if (!support.isSupported(uint32_t(format), uint32_t(mode), uint32_t(rate))) continue;
         printed = true;
         out.line(vxFormat("%s Fps : %s", modeName(format, mode), rateName(rate)));
       }
@@ -129,8 +131,8 @@ std::string vxCapabilitiesReportBuilder::build(const vxReportProgress& progressC
   out.line("\r\nSUPPORTED FORMAT7 or VENDOR SPECIFIC FORMATS");
   out.line("FORMAT : 7");
   for (int n = 0; n < kFormat7Modes; ++n) {
-    if (!vxDcamIsSupported(camera, 7, uint32_t(n), 0)) continue;
-    const std::optional<vxDcamFormat7Mode> mode = vxDcamReadFormat7Mode(camera, uint32_t(n));
+    if (!support.isSupported(7, uint32_t(n), 0)) continue;
+    const std::optional<vxDcamFormat7Mode> mode = vxDcamReadFormat7Mode(support, uint32_t(n));
     if (!mode) continue;
     for (int id = 0; id <= 10; ++id)
       if (mode->supportsColorCoding(uint32_t(id)))

@@ -37,6 +37,8 @@ struct vxRegisterDumpBuilder::Context {
   vxDcamCamera& diag;
   vx1394DCAM& camera;
   vx_DCAMRegisterAccessorPralix& accessor;
+  // The format, mode and rate inquiry registers, read once for the report.
+  vxDcamSupportTable support{camera};
 
   // A quadlet that failed to read counts as 0.
   uint32_t read(uint32_t address) {
@@ -104,7 +106,7 @@ void vxRegisterDumpBuilder::supportedFormats(Context& c) {
     for (int mode = 0; mode < kModesPerFormat; ++mode) {
       bool printed = false;
       for (int rate = 0; rate < rates; ++rate) {
-        if (!vxDcamIsSupported(c.camera, format, uint32_t(mode), uint32_t(rate))) continue;
+        if (!c.support.isSupported(format, uint32_t(mode), uint32_t(rate))) continue;
         printed = true;
         c.out.line(vxFormat("Format : %d, Mode : %d, Fps : %d", int(format), mode, rate));
         if (format <= 2 && !vxDcamSetVideoMode(c.camera, format, uint32_t(mode), uint32_t(rate)))
@@ -186,8 +188,8 @@ void vxRegisterDumpBuilder::format7Information(Context& c) {
   const bool valueSettingKnown = vxDcamVersionNumber(c.camera) >= 0x102;
   for (int n = 0; n < kFormat7Modes; ++n) {
     const auto mode = uint32_t(n);
-    if (!vxDcamIsSupported(c.camera, 7, mode, 0)) continue;
-    const std::optional<vxDcamFormat7Mode> before = vxDcamReadFormat7Mode(c.camera, mode);
+    if (!c.support.isSupported(7, mode, 0)) continue;
+    const std::optional<vxDcamFormat7Mode> before = vxDcamReadFormat7Mode(c.support, mode);
     if (!before) continue;
 
     vxDcamSetVideoMode(c.camera, 7, mode, 0);
@@ -209,7 +211,7 @@ void vxRegisterDumpBuilder::format7Information(Context& c) {
     c.camera.writeQuadlet(before->address(vxDcamReg::kF7ImagePosition), 0);
     c.camera.writeQuadlet(before->address(vxDcamReg::kF7ColorCodingId), 0);
 
-    const vxDcamFormat7Mode m = vxDcamReadFormat7Mode(c.camera, mode).value_or(*before);
+    const vxDcamFormat7Mode m = vxDcamReadFormat7Mode(c.support, mode).value_or(*before);
     if (valueSettingKnown)
       c.out.line(m.hasValueSetting() ? "Value Setting isPresent" : "Value Setting is Absent");
     c.out.line(vxFormat("HUNIT Position size : %d", int(m.unitPosX)));
@@ -296,8 +298,8 @@ void vxRegisterDumpBuilder::format7Raw(Context& c) {
   c.out.banner("\r\n************* FORMAT 7 RAW REGISTER DUMP ************\r\n");
   for (int n = 0; n < kFormat7Modes; ++n) {
     const auto mode = uint32_t(n);
-    if (!vxDcamIsSupported(c.camera, 7, mode, 0)) continue;
-    const std::optional<vxDcamFormat7Mode> m = vxDcamReadFormat7Mode(c.camera, mode);
+    if (!c.support.isSupported(7, mode, 0)) continue;
+    const std::optional<vxDcamFormat7Mode> m = vxDcamReadFormat7Mode(c.support, mode);
     if (!m) continue;
     const uint32_t base = m->baseAddress;
     c.out.line(vxFormat("Format 7 Mode %d", n));

@@ -1,6 +1,7 @@
 // The pralix command run as a user runs it, against the simulated camera bus.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -27,7 +28,7 @@ std::string readFile(const std::string& path) {
 
 // Runs pralix with the arguments (already quoted for the shell).
 Result pralix(const std::string& args, const std::string& env = "") {
-  const std::string errPath = ::testing::TempDir() + "pralix_err.txt";
+  const std::string errPath = ::testing::TempDir() + "pralix_err_" + std::to_string(getpid()) + ".txt";
   const std::string command = "env -u PRALIX_SIMULATE " + env + " " + PRALIX_BIN + " " + args + " 2>" + errPath;
   Result result;
   FILE* pipe = popen(command.c_str(), "r");
