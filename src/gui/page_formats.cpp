@@ -1,25 +1,17 @@
 // CPageFormats: the camera capabilities report.
 #include "gui/page_formats.h"
 
-#include <QLineEdit>
-#include <QPlainTextEdit>
-#include <QPushButton>
-#include <QVBoxLayout>
+#include "app/camera_list.h"
+#include "utilities/capabilities_report.h"
 
-#include "gui/page_widgets.h"
-
-CPageFormats::CPageFormats(const CPageServices&, QWidget* parent) : QWidget(parent) {
-  setWindowTitle(kCaption);
-  auto* layout = new QVBoxLayout(this);
-  addPageHeading(layout, kCaption);
-  const CCameraRow row = addCameraRow(layout);
-  row.select->setEnabled(false);
-  QPushButton* action = makeButton("Get Capabilities", "capabilitiesButton");
-  action->setEnabled(false);
-  layout->addWidget(action, 0, Qt::AlignLeft);
-  auto* report = new QPlainTextEdit;
-  report->setObjectName("reportText");
-  report->setReadOnly(true);
-  report->setLineWrapMode(QPlainTextEdit::NoWrap);
-  layout->addWidget(report, 1);
-}
+CPageFormats::CPageFormats(const CPageServices& services, QWidget* parent)
+    : CReportPage(
+          services, kCaption, "Get Capabilities", "capabilitiesButton", "camera-capabilities.txt",
+          [](const vxCameraEntry& camera, const vxReportProgress& progress) {
+            // The report is headed by the name the selection list shows;
+            // the vendor comes from the camera's own identity.
+            return vxCapabilitiesReportBuilder(camera.cameraNumber(), camera.module(),
+                                               camera.displayName())
+                .build(progress);
+          },
+          parent) {}

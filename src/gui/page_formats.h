@@ -1,11 +1,9 @@
 // CPageFormats: the camera capabilities report.
 #pragma once
 
-#include <QWidget>
+#include "gui/report_page.h"
 
-#include "gui/page_services.h"
-
-class CPageFormats : public QWidget {
+class CPageFormats : public CReportPage {
   Q_OBJECT
  public:
   static constexpr const char* kCaption = "DCAM Utilites::Camera Capabilities";

@@ -1,25 +1,13 @@
 // CPageRegDump: the register dump report.
 #include "gui/page_reg_dump.h"
 
-#include <QLineEdit>
-#include <QPlainTextEdit>
-#include <QPushButton>
-#include <QVBoxLayout>
+#include "app/camera_list.h"
+#include "utilities/register_dump.h"
 
-#include "gui/page_widgets.h"
-
-CPageRegDump::CPageRegDump(const CPageServices&, QWidget* parent) : QWidget(parent) {
-  setWindowTitle(kCaption);
-  auto* layout = new QVBoxLayout(this);
-  addPageHeading(layout, kCaption);
-  const CCameraRow row = addCameraRow(layout);
-  row.select->setEnabled(false);
-  QPushButton* action = makeButton("Dump Registers", "dumpButton");
-  action->setEnabled(false);
-  layout->addWidget(action, 0, Qt::AlignLeft);
-  auto* report = new QPlainTextEdit;
-  report->setObjectName("reportText");
-  report->setReadOnly(true);
-  report->setLineWrapMode(QPlainTextEdit::NoWrap);
-  layout->addWidget(report, 1);
-}
+CPageRegDump::CPageRegDump(const CPageServices& services, QWidget* parent)
+    : CReportPage(
+          services, kCaption, "Dump Registers", "dumpButton", "register-dump.txt",
+          [](const vxCameraEntry& camera, const vxReportProgress& progress) {
+            return vxRegisterDumpBuilder(camera.cameraNumber(), camera.module()).build(progress);
+          },
+          parent) {}

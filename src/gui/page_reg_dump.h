@@ -1,11 +1,11 @@
 // CPageRegDump: the register dump report.
 #pragma once
 
-#include <QWidget>
+#include "gui/report_page.h"
 
-#include "gui/page_services.h"
-
-class CPageRegDump : public QWidget {
+// Dumping changes the camera: it sets every supported video mode, switches
+// properties and programs the Format_7 modes, and leaves the camera so.
+class CPageRegDump : public CReportPage {
   Q_OBJECT
  public:
   static constexpr const char* kCaption = "DCAM Utilites::Register Dump";
