@@ -1,0 +1,169 @@
+// A program that drives the libdc1394 bus layer and prints what it sees, for the tests to run under pralix-vfw.
+//
+//   vfw_layer_probe events COUNT   prints "ready", then each bus event until COUNT have come
+//   vfw_layer_probe stream FRAMES [FORMAT MODE RATE]
+//                                  receives FRAMES frames of camera 0 (in the standard mode
+//                                  given, or its power-on one) and tells which scene frame
+//                                  each one is
+//   vfw_layer_probe unplug         streams camera 0, prints "streaming", then waits for the
+//                                  frame that says the camera left
+#include <stdarg.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "modules/qrvnvdcam/dc1394/dc1394_bus.h"
+#include "modules/qrvnvdcam/sim/profile.h"
+#include "modules/qrvnvdcam/sim/scene.h"
+
+namespace {
+
+std::mutex g_mutex;
+std::condition_variable g_changed;
+int g_events = 0;
+
+void line(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void line(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  std::vprintf(format, args);
+  va_end(args);
+  std::printf("\n");
+  std::fflush(stdout);
+}
+
+void watch(vx_Dc1394BusLayer& layer) {
+  layer.setEventSink([](int index, const vxDcamBusEventInfo& info) {
+    std::lock_guard lock(g_mutex);
+    line("event camera %d flags %u generation %u nodes %u host %u", index, info.eventFlags,
+         info.busGenerationCount, info.busNodeCount, info.hostNodeNo);
+    ++g_events;
+    g_changed.notify_all();
+  });
+}
+
+// The stream figures of camera 0's current standard mode, from its registers.
+bool paramsOf(vx_Dc1394BusLayer& layer, vx_StreamParams& params) {
+  uint32_t format = 0, mode = 0, rate = 0;
+  if (!layer.readQuadlet(0, 0x608, format, nullptr) || !layer.readQuadlet(0, 0x604, mode, nullptr) ||
+      !layer.readQuadlet(0, 0x600, rate, nullptr))
+    return false;
+  params.format = format >> 29;
+  params.mode = mode >> 29;
+  params.rate = rate >> 29;
+  const auto standard = vxSimStandardMode(int(params.format), int(params.mode));
+  if (!standard) return false;
+  params.width = standard->width;
+  params.height = standard->height;
+  params.coding = standard->coding;
+  params.frameBytes = vx_SimScene::frameBytes(params.width, params.height, params.coding);
+  return true;
+}
+
+// The scene frame number a received frame shows; -1 when it shows none of the first 200.
+int sceneFrameOf(const vx_StreamParams& params, const std::vector<uint8_t>& bytes) {
+  vx_SimScene scene;
+  std::vector<uint8_t> expected(params.frameBytes);
+  for (int n = 0; n < 200; ++n) {
+    scene.render(uint64_t(n), params.width, params.height, params.coding, vx_SimSceneParams{}, expected.data(),
+                 expected.size());
+    if (expected == bytes) return n;
+  }
+  return -1;
+}
+
+int events(vx_Dc1394BusLayer& layer, int count) {
+  watch(layer);
+  line("ready");
+  std::unique_lock lock(g_mutex);
+  if (!g_changed.wait_for(lock, std::chrono::seconds(10), [&] { return g_events >= count; })) {
+    line("timed out after %d events", g_events);
+    return 1;
+  }
+  lock.unlock();
+  for (int i = 0; i < layer.cameraCount(); ++i) {
+    uint32_t value = 0;
+    line("camera %d %s, read %s", i, layer.isPlugged(i) ? "plugged" : "unplugged",
+         layer.readQuadlet(i, 0x400, value, nullptr) ? "works" : "fails");
+  }
+  return 0;
+}
+
+int stream(vx_Dc1394BusLayer& layer, int frames, bool untilUnplug) {
+  vx_StreamParams params;
+  if (!paramsOf(layer, params)) {
+    line("camera 0 is not in a standard mode");
+    return 1;
+  }
+  line("mode %u/%u/%u %ux%u, %zu bytes", params.format, params.mode, params.rate, params.width, params.height,
+       params.frameBytes);
+  std::unique_ptr<vx_DcamStream> s = layer.openStream(0, params);
+  std::string error;
+  if (!s || !s->start(4, &error)) {
+    line("start failed: %s", error.c_str());
+    return 1;
+  }
+  if (!layer.writeQuadlet(0, 0x614, 0x80000000u, &error)) {
+    line("ISO_EN failed: %s", error.c_str());
+    return 1;
+  }
+  int result = 0;
+  for (int i = 0; untilUnplug || i < frames; ++i) {
+    const auto frame = s->waitFrame(untilUnplug && i > 0 ? 10.0 : 5.0);
+    if (!frame) {
+      line("no frame");
+      result = 1;
+      break;
+    }
+    if (frame->has(vx_DcamFrame::kUnplugged)) {
+      line("frame says the camera left");
+      break;
+    }
+    const int scene = frame->hasImage() ? sceneFrameOf(params, *frame->data) : -1;
+    line("frame %llu flags %u scene %d", static_cast<unsigned long long>(frame->sequence), frame->flags, scene);
+    if (untilUnplug && i == 0) line("streaming");
+  }
+  if (layer.isPlugged(0)) layer.writeQuadlet(0, 0x614, 0, nullptr);
+  s->stop();
+  return result;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 2) return 2;
+  std::unique_ptr<vx_Dc1394BusLayer> layer = vxCreateDc1394BusLayer();
+  if (!layer || layer->cameraCount() == 0) {
+    line("no cameras");
+    return 1;
+  }
+  line("cameras %d", layer->cameraCount());
+  const std::string what = argv[1];
+  const int count = argc > 2 ? std::atoi(argv[2]) : 1;
+  int result = 2;
+  if (what == "events") result = events(*layer, count);
+  if (what == "stream") {
+    if (argc > 5) {
+      const uint32_t format = uint32_t(std::atoi(argv[3])), mode = uint32_t(std::atoi(argv[4])),
+                     rate = uint32_t(std::atoi(argv[5]));
+      if (!layer->writeQuadlet(0, 0x608, format << 29, nullptr) || !layer->writeQuadlet(0, 0x604, mode << 29, nullptr) ||
+          !layer->writeQuadlet(0, 0x600, rate << 29, nullptr)) {
+        line("setting the mode failed");
+        return 1;
+      }
+    }
+    result = stream(*layer, count, false);
+  }
+  if (what == "unplug") {
+    watch(*layer);
+    result = stream(*layer, 0, true);
+  }
+  layer->setEventSink({});
+  return result;
+}
