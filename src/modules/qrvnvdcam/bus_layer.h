@@ -3,10 +3,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "acquisition/bus_event.h"
 #include "acquisition/dcam_camera.h"
+#include "acquisition/dcam_stream.h"
 
 class vx_SimBusControl;
 
@@ -46,6 +48,14 @@ class vx_BusLayer {
   // The module tells the layer which module camera number its index 0 has,
   // so controls that speak module numbers can translate them.
   virtual void setFirstCameraNumber(int number) = 0;
+
+  // The image stream of the camera at index, for the geometry its registers
+  // are set to; null when the layer cannot receive images from it.
+  virtual std::unique_ptr<vx_DcamStream> openStream(int index, const vx_StreamParams& params) {
+    (void)index;
+    (void)params;
+    return nullptr;
+  }
 
   // Fault controls; only the simulated bus has them.
   virtual vx_SimBusControl* simControl() { return nullptr; }

@@ -28,6 +28,9 @@ class vx_QrvnvDcamModule::Camera final : public vx1394DCAM {
   }
   bool isPlugged() const override { return m_layer.isPlugged(m_index); }
   int nodeNumber() const override { return m_layer.nodeNumber(m_index); }
+  std::unique_ptr<vx_DcamStream> openStream(const vx_StreamParams& params) override {
+    return m_layer.openStream(m_index, params);
+  }
 
  private:
   vx_BusLayer& m_layer;

@@ -59,7 +59,7 @@ class vx_Dc1394BusLayer final : public vx_BusLayer {
   void setFirstCameraNumber(int number) override { m_firstNumber = number; }
 
   // The image stream of a camera; null for an index the layer does not have.
-  std::unique_ptr<vx_DcamStream> openStream(int index, const vx_StreamParams& params);
+  std::unique_ptr<vx_DcamStream> openStream(int index, const vx_StreamParams& params) override;
 
  private:
   friend std::unique_ptr<vx_Dc1394BusLayer> vxCreateDc1394BusLayer();

@@ -1,11 +1,33 @@
 // The simulated 1394 bus: its cameras, node numbers, generation count and fault controls.
 #include "modules/qrvnvdcam/sim/sim_bus.h"
 
-#include "base/format.h"
+#include <cmath>
+#include <cstdlib>
 
-vx_SimBus::vx_SimBus(std::vector<vx_SimProfile> profiles) {
-  for (vx_SimProfile& profile : profiles)
+#include "base/format.h"
+#include "modules/qrvnvdcam/sim/sim_stream.h"
+
+vx_SimBus::vx_SimBus(std::vector<vx_SimProfile> profiles)
+    : m_timeScale(timeScaleFromEnvironment()) {
+  for (vx_SimProfile& profile : profiles) {
     m_cameras.push_back(std::make_unique<vx_SimCamera>(std::move(profile)));
+    m_transmitters.push_back(
+        std::make_unique<vx_SimTransmitter>(*m_cameras.back(), m_bandwidth, m_timeScale));
+  }
+}
+
+double vx_SimBus::timeScaleFromEnvironment() {
+  const char* text = std::getenv("PRALIX_SIM_TIMESCALE");
+  if (!text || !*text) return 1.0;
+  char* end = nullptr;
+  const double scale = std::strtod(text, &end);
+  if (end == text || *end != '\0' || !std::isfinite(scale) || scale < 0) return 1.0;
+  return scale;
+}
+
+std::unique_ptr<vx_DcamStream> vx_SimBus::openStream(int index, const vx_StreamParams& params) {
+  if (index < 0 || index >= cameraCount()) return nullptr;
+  return std::make_unique<vx_SimStream>(*m_transmitters[static_cast<size_t>(index)], params);
 }
 
 std::string vx_SimBus::description() const {
@@ -71,6 +93,11 @@ vx_SimCamera* vx_SimBus::byNumber(int cameraNumber) const {
   return index < 0 ? nullptr : m_cameras[static_cast<size_t>(index)].get();
 }
 
+vx_SimTransmitter* vx_SimBus::transmitterByNumber(int cameraNumber) const {
+  const int index = indexOf(cameraNumber);
+  return index < 0 ? nullptr : m_transmitters[static_cast<size_t>(index)].get();
+}
+
 std::vector<int> vx_SimBus::Control::cameraNumbers() const {
   std::lock_guard lock(m_bus.m_mutex);
   std::vector<int> numbers;
@@ -85,6 +112,10 @@ std::string vx_SimBus::Control::profileName(int cameraNumber) const {
 }
 
 void vx_SimBus::announceReset(int unpluggedIndex, int initiatorIndex) {
+  // Every camera still on the bus stops sending before anyone hears of the reset.
+  for (int i = 0; i < cameraCount(); ++i)
+    if (i != unpluggedIndex && m_cameras[static_cast<size_t>(i)]->isPlugged())
+      m_transmitters[static_cast<size_t>(i)]->busReset();
   std::vector<std::pair<int, vxDcamBusEventInfo>> events;
   EventSink sink;
   {
@@ -117,6 +148,7 @@ void vx_SimBus::unplug(int index) {
   std::lock_guard change(m_changeMutex);
   if (index < 0 || index >= cameraCount() || !simCamera(index).isPlugged()) return;
   simCamera(index).setPlugged(false);
+  transmitter(index).cameraGone();
   announceReset(index, -1);
 }
 
@@ -170,4 +202,47 @@ uint64_t vx_SimBus::Control::transactionCount(int cameraNumber) const {
 
 void vx_SimBus::Control::resetTransactionCount(int cameraNumber) {
   if (vx_SimCamera* camera = m_bus.byNumber(cameraNumber)) camera->resetTransactionCount();
+}
+
+void vx_SimBus::Control::setTimeScale(double scale) {
+  if (!std::isfinite(scale) || scale < 0) return;
+  {
+    std::lock_guard lock(m_bus.m_mutex);
+    m_bus.m_timeScale = scale;
+  }
+  for (auto& transmitter : m_bus.m_transmitters) transmitter->setTimeScale(scale);
+}
+
+double vx_SimBus::Control::timeScale() const {
+  std::lock_guard lock(m_bus.m_mutex);
+  return m_bus.m_timeScale;
+}
+
+void vx_SimBus::Control::setIncompleteRatio(int cameraNumber, double ratio) {
+  if (vx_SimTransmitter* t = m_bus.transmitterByNumber(cameraNumber)) t->setIncompleteRatio(ratio);
+}
+
+void vx_SimBus::Control::setMissedTriggerRatio(int cameraNumber, double ratio) {
+  if (vx_SimTransmitter* t = m_bus.transmitterByNumber(cameraNumber)) t->setMissedRatio(ratio);
+}
+
+void vx_SimBus::Control::setStalled(int cameraNumber, bool stalled) {
+  if (vx_SimTransmitter* t = m_bus.transmitterByNumber(cameraNumber)) t->setStalled(stalled);
+}
+
+void vx_SimBus::Control::fireTrigger(int cameraNumber) {
+  if (vx_SimTransmitter* t = m_bus.transmitterByNumber(cameraNumber)) t->fireTrigger();
+}
+
+void vx_SimBus::Control::setTestPattern(int cameraNumber, bool on) {
+  if (vx_SimTransmitter* t = m_bus.transmitterByNumber(cameraNumber)) t->setTestPattern(on);
+}
+
+void vx_SimBus::Control::setBusBandwidth(uint32_t bytesPerCycle) {
+  m_bus.m_bandwidth.setCapacity(bytesPerCycle);
+}
+
+uint64_t vx_SimBus::Control::framesTaken(int cameraNumber) const {
+  const vx_SimTransmitter* t = m_bus.transmitterByNumber(cameraNumber);
+  return t ? t->framesTaken() : 0;
 }

@@ -660,6 +660,23 @@ vx_SimVideoSetting vx_SimCamera::videoSetting() const {
   return s;
 }
 
+vx_SimTriggerSetting vx_SimCamera::triggerSetting() const {
+  std::lock_guard lock(m_mutex);
+  vx_SimTriggerSetting t;
+  if (!m_profile.trigger.present) return t;
+  const uint32_t v = regValue(kBase + kFeatureControl + featureOffset(kSimTrigger));
+  t.on = (v & kCtlOnOff) != 0;
+  t.polarityHigh = (v & kTriggerPolarity) != 0;
+  t.source = static_cast<int>((v & kTriggerSource) >> 21);
+  t.mode = static_cast<int>((v & kTriggerMode) >> 16);
+  return t;
+}
+
+uint32_t vx_SimCamera::powerOnFeatureValue(int feature) const {
+  if (feature < 0 || feature >= kSimFeatureCount) return 0;
+  return m_powerOn.at(kBase + kFeatureControl + featureOffset(feature)).value & kCtlValue;
+}
+
 void vx_SimCamera::setShotHook(ShotHook hook) {
   std::lock_guard lock(m_mutex);
   m_shotHook = std::move(hook);
@@ -667,6 +684,13 @@ void vx_SimCamera::setShotHook(ShotHook hook) {
 
 void vx_SimCamera::finishShot() {
   std::lock_guard lock(m_mutex);
+  reg(kBase + kOneShot) &= ~(bit(0) | bit(1));
+  reg(kBase + kSoftwareTrigger) &= ~bit(0);
+}
+
+void vx_SimCamera::haltTransmission() {
+  std::lock_guard lock(m_mutex);
+  reg(kBase + kIsoEnable) = 0;
   reg(kBase + kOneShot) &= ~(bit(0) | bit(1));
   reg(kBase + kSoftwareTrigger) &= ~bit(0);
 }

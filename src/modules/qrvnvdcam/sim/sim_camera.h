@@ -32,6 +32,14 @@ struct vx_SimVideoSetting {
   bool isoEnabled = false;
 };
 
+// The TRIGGER_MODE register as the image generator needs it.
+struct vx_SimTriggerSetting {
+  bool on = false;
+  int source = 0;  // 0..3 hardware inputs, 7 the software trigger
+  int mode = 0;
+  bool polarityHigh = false;
+};
+
 // A register-level IIDC camera built from a profile. Every transaction takes
 // the camera's own mutex, so transactions on one camera are serialised and
 // the controls may be used from any thread.
@@ -67,10 +75,16 @@ class vx_SimCamera {
   uint32_t featureValue(int feature) const;  // the raw value field
   bool featureOn(int feature) const;
   vx_SimVideoSetting videoSetting() const;
+  vx_SimTriggerSetting triggerSetting() const;
+  // The profile's value field of a feature at power-on.
+  uint32_t powerOnFeatureValue(int feature) const;
   void setShotHook(ShotHook hook);
   // Image delivery calls this once a one-shot, multi-shot or software
   // trigger has been served; without a hook those bits clear at once.
   void finishShot();
+  // A bus reset ends isochronous transmission: ISO_EN and the shot requests
+  // clear without a transaction and without calling the hook.
+  void haltTransmission();
 
   // The absolute address of address for a camera with this command register
   // base; false when it falls outside the 32-bit CSR space or is not

@@ -1,0 +1,89 @@
+// Register access and the catalogue over the simulated camera bus, through
+// the module as the programs reach it.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "acquisition/sim_control.h"
+#include "modules/qrvnvdcam/module.h"
+#include "regmodel/camera_access.h"
+#include "regmodel/dcam_camera.h"
+#include "regmodel/register_accessor.h"
+
+namespace {
+
+vx_ModuleOptions simulated(const std::string& profile) {
+  vx_ModuleOptions options;
+  options.simulate = true;
+  options.realBus = false;
+  options.simulatedProfiles = {std::string(PRALIX_SOURCE_DATA_DIR) + "/profiles/" + profile + ".json"};
+  return options;
+}
+
+}  // namespace
+
+TEST(SimAccess, UnpluggedCameraIsNotRespondingWithoutBusTraffic) {
+  vx_QrvnvDcamModule module(simulated("korvane-kv640m"));
+  vx_SimBusControl& control = *module.simControl();
+  EXPECT_TRUE(vxIsCameraResponding(module, 0, false));
+  EXPECT_EQ(control.transactionCount(0), 1u);
+
+  control.unplug(0);
+  control.resetTransactionCount(0);
+  // The camera entry knows it was unplugged: no transaction is made at all.
+  EXPECT_FALSE(vxIsCameraResponding(module, 0, true));
+  EXPECT_EQ(control.transactionCount(0), 0u);
+  // Asked without that knowledge, the read goes out and fails.
+  EXPECT_FALSE(vxIsCameraResponding(module, 0, false));
+  EXPECT_EQ(control.transactionCount(0), 1u);
+
+  control.replug(0);
+  EXPECT_TRUE(vxIsCameraResponding(module, 0, false));
+}
+
+TEST(SimAccess, AccessorOkFlagAndRegisterErrorsOnAFaultyAddress) {
+  vx_QrvnvDcamModule module(simulated("tessaly-f7flex"));
+  vx_SimBusControl& control = *module.simControl();
+  constexpr uint32_t kGain = 0xF0F00820u;
+  control.setWriteFault(0, kGain, true);
+
+  vx_DCAMRegisterAccessorPralix accessor(0, &module);
+  const uint32_t before = accessor.readQuadlet(kGain);
+  EXPECT_TRUE(accessor.ok());
+  EXPECT_FALSE(accessor.writeQuadlet(kGain, before ^ 1u));
+  EXPECT_FALSE(accessor.ok());
+  // Reads still work after the failed write, but the flag stays down until
+  // its owner raises it.
+  EXPECT_EQ(accessor.readQuadlet(0x820), before);
+  EXPECT_FALSE(accessor.ok());
+
+  control.setReadFault(0, kGain, true);
+  vxDcamCamera camera(0, &module);
+  vxRegister* gain = camera.findRegister("GAIN");
+  ASSERT_NE(gain, nullptr);
+  EXPECT_THROW(gain->read(), vxRegister::Error);
+  const std::string line = gain->valueLine();
+  EXPECT_NE(line.find("GAIN"), std::string::npos) << line;
+  EXPECT_EQ(line.find("0xF0F00820 = "), std::string::npos) << "the error stands in for the value";
+}
+
+TEST(SimAccess, CatalogueFollowsEachShippedCamera) {
+  struct Expect {
+    const char* profile;
+    bool pio;
+    bool strobe;
+  } cases[] = {{"korvane-kv640m", false, false}, {"tessaly-f7flex", true, true}, {"orbel-ux1600b", true, true}};
+  for (const Expect& e : cases) {
+    SCOPED_TRACE(e.profile);
+    vx_QrvnvDcamModule module(simulated(e.profile));
+    vxDcamCamera camera(0, &module);
+    EXPECT_EQ(camera.findRegister("PIO_OUTPUT") != nullptr, e.pio);
+    EXPECT_EQ(camera.findRegister("Strobe_CNTL_Inq") != nullptr, e.strobe);
+    // The Format_7 Mode 0 registers sit where V_CSR_INQ_7_0 says.
+    uint32_t offset = 0;
+    ASSERT_TRUE(camera.readQuadlet(0xF0F002E0u, offset));
+    const vxRegister* maxSize = camera.findRegister("MAX_IMAGE_SIZE_INQ");
+    ASSERT_NE(maxSize, nullptr);
+    EXPECT_EQ(maxSize->address(), offset * 4 + 0xF0000000u);
+  }
+}
