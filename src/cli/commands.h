@@ -131,3 +131,35 @@ class CapsCommand : public ReportCommand {
  protected:
   std::string build(CliContext& context) override;
 };
+
+class FormatsCommand : public CliCommand {
+ public:
+  CLI::App* setup(CLI::App& app) override;
+  int run(CliContext& context) override;
+
+ private:
+  int m_camera = 0;
+  bool m_json = false;
+};
+
+// Acquires a number of images the way the acquisition window's continuous
+// run does and reports failures, timing and statistics.
+class AcquireCommand : public CliCommand {
+ public:
+  CLI::App* setup(CLI::App& app) override;
+  int run(CliContext& context) override;
+
+ private:
+  int m_camera = 0;
+  std::string m_format;
+  int m_count = 10;
+  std::string m_trigger = "freerun";
+  double m_timeout = 5.0;
+  double m_exposure = 0.0;
+  CLI::Option* m_exposureOption = nullptr;
+  std::string m_save;
+  bool m_stats = false;
+  bool m_json = false;
+  bool m_queued = false;
+  int m_simUnplugAfter = 0;
+};

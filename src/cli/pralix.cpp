@@ -16,6 +16,8 @@ std::vector<std::unique_ptr<CliCommand>> makeCommands() {
   commands.push_back(std::make_unique<FeatureCommand>());
   commands.push_back(std::make_unique<DumpCommand>());
   commands.push_back(std::make_unique<CapsCommand>());
+  commands.push_back(std::make_unique<FormatsCommand>());
+  commands.push_back(std::make_unique<AcquireCommand>());
   return commands;
 }
 
@@ -23,7 +25,7 @@ int runPralix(int argc, const char* const* argv, std::ostream& out, std::ostream
   CLI::App app{"pralix: diagnostics for IIDC (DCAM) cameras on IEEE 1394.\n"
                "Lists cameras, reads, writes and resets their registers, prints the register "
                "catalogue, shows and changes camera features and writes the register dump and "
-               "capabilities reports.",
+               "capabilities reports, lists video formats and acquires images.",
                "pralix"};
   app.require_subcommand(1);
   app.fallthrough();
@@ -38,7 +40,7 @@ int runPralix(int argc, const char* const* argv, std::ostream& out, std::ostream
       "Register addresses and values (read, write) are hexadecimal, with or without 0x; feature values "
       "are decimal. Addresses from F0000000 up are "
       "absolute CSR addresses; smaller ones are offsets from the command register base F0F00000.\n"
-      "Exit status: 0 success, 1 camera or register access failed, 2 usage error.\n");
+      "Exit status: 0 success, 1 camera, register access or acquisition failed, 2 usage error.\n");
 
   auto commands = makeCommands();
   std::vector<std::pair<CLI::App*, CliCommand*>> subs;
