@@ -16,48 +16,11 @@
 #include <thread>
 #include <vector>
 
+#include "run_pralix.h"
+
 namespace {
 
-struct Result {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
 
-std::string readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-std::string tempPath(const std::string& name) {
-  return ::testing::TempDir() + "pralix_acq_" + std::to_string(getpid()) + "_" + name;
-}
-
-// Runs pralix with the arguments (already quoted for the shell). A run that
-// does not end within limitSeconds is killed and reports status 124.
-Result pralix(const std::string& args, const std::string& env = "", int limitSeconds = 60) {
-  const std::string errPath = tempPath("err.txt");
-  const std::string command = "env -u PRALIX_SIMULATE -u PRALIX_SIM_TIMESCALE " + env +
-                              " timeout " + std::to_string(limitSeconds) + " " + PRALIX_BIN + " " +
-                              args + " 2>" + errPath;
-  Result result;
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return result;
-  std::array<char, 4096> buf;
-  size_t n;
-  while ((n = fread(buf.data(), 1, buf.size(), pipe)) > 0) result.out.append(buf.data(), n);
-  const int raw = pclose(pipe);
-  result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-  result.err = readFile(errPath);
-  return result;
-}
-
-int countMatches(const std::string& text, const std::regex& pattern) {
-  return static_cast<int>(std::distance(std::sregex_iterator(text.begin(), text.end(), pattern),
-                                        std::sregex_iterator()));
-}
 
 double number(const std::string& text, const std::regex& pattern) {
   std::smatch m;

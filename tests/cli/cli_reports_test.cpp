@@ -15,37 +15,10 @@
 #include <sstream>
 #include <string>
 
+#include "run_pralix.h"
+
 namespace {
 
-struct Result {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-// Runs pralix with the arguments (already quoted for the shell).
-Result pralix(const std::string& args) {
-  // ctest runs the tests as parallel processes; each needs its own file.
-  const std::string errPath = ::testing::TempDir() + "pralix_reports_err_" + std::to_string(getpid()) + ".txt";
-  const std::string command = std::string("env -u PRALIX_SIMULATE ") + PRALIX_BIN + " " + args + " 2>" + errPath;
-  Result result;
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return result;
-  std::array<char, 4096> buf;
-  size_t n;
-  while ((n = fread(buf.data(), 1, buf.size(), pipe)) > 0) result.out.append(buf.data(), n);
-  const int raw = pclose(pipe);
-  result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-  result.err = readFile(errPath);
-  return result;
-}
 
 std::string sim(const char* profile) { return std::string("--simulate=") + profile + " "; }
 

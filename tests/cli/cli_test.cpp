@@ -11,42 +11,11 @@
 #include <sstream>
 #include <string>
 
+#include "run_pralix.h"
+
 namespace {
 
-struct Result {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
 
-std::string readFile(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-// Runs pralix with the arguments (already quoted for the shell).
-Result pralix(const std::string& args, const std::string& env = "") {
-  const std::string errPath = ::testing::TempDir() + "pralix_err_" + std::to_string(getpid()) + ".txt";
-  const std::string command = "env -u PRALIX_SIMULATE " + env + " " + PRALIX_BIN + " " + args + " 2>" + errPath;
-  Result result;
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return result;
-  std::array<char, 4096> buf;
-  size_t n;
-  while ((n = fread(buf.data(), 1, buf.size(), pipe)) > 0) result.out.append(buf.data(), n);
-  const int raw = pclose(pipe);
-  result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-  result.err = readFile(errPath);
-  return result;
-}
-
-int countLines(const std::string& text) {
-  int lines = 0;
-  for (char c : text) lines += c == '\n';
-  return lines;
-}
 
 const char* kProfiles[] = {"korvane-kv640m", "tessaly-f7flex", "orbel-ux1600b"};
 
