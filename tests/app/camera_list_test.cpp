@@ -6,7 +6,7 @@
 #include <mutex>
 #include <thread>
 
-#include "app/fake_dcam_module.h"
+#include "support/fake_camera.h"
 
 namespace {
 
@@ -33,7 +33,7 @@ struct Posted {
 };
 
 TEST(CameraList, OneEntryPerCameraWithItsCallbackForTheListsLife) {
-  FakeDcamModule module(3);
+  FakeModule module(3);
   {
     vxCameraList list(module);
     ASSERT_EQ(list.size(), 3u);
@@ -48,12 +48,12 @@ TEST(CameraList, OneEntryPerCameraWithItsCallbackForTheListsLife) {
 }
 
 TEST(CameraList, UnplugSetsTheFlagCountsAndLogsOneLine) {
-  FakeDcamModule module(2);
+  FakeModule module(2);
   vxCameraList list(module);
   Posted posted;
   list.setLogWindow(posted.logWindow());
 
-  module.fireBusEvent(1, FakeDcamModule::unplugEvent());
+  module.fireBusEvent(1, FakeModule::unplugEvent());
   EXPECT_TRUE(list.entry(1)->isUnplugged());
   EXPECT_FALSE(list.entry(0)->isUnplugged());
   EXPECT_EQ(list.busStatistics().unplugCount, 1u);
@@ -64,19 +64,19 @@ TEST(CameraList, UnplugSetsTheFlagCountsAndLogsOneLine) {
 
   // The flag stays set even when the camera answers again.
   module.fake(1).setPlugged(true);
-  module.fireBusEvent(1, FakeDcamModule::busResetEvent(9));
+  module.fireBusEvent(1, FakeModule::busResetEvent(9));
   EXPECT_TRUE(list.entry(1)->isUnplugged());
 }
 
 TEST(CameraList, BusResetWithoutAcquisitionWindowGivesThreeLinesAndNoEvent) {
-  FakeDcamModule module(2);
+  FakeModule module(2);
   vxCameraList list(module);
   Posted posted;
   list.setLogWindow(posted.logWindow());
 
-  module.fireBusEvent(0, FakeDcamModule::busResetEvent(7));
-  module.fireBusEvent(0, FakeDcamModule::busResetEvent(8));
-  module.fireBusEvent(1, FakeDcamModule::busResetEvent(8));
+  module.fireBusEvent(0, FakeModule::busResetEvent(7));
+  module.fireBusEvent(0, FakeModule::busResetEvent(8));
+  module.fireBusEvent(1, FakeModule::busResetEvent(8));
 
   ASSERT_EQ(posted.lines.size(), 9u);
   EXPECT_EQ(posted.lines[0].rfind("Bus Event [bus reset], dcamNo: 0, dcamNodeNo: ", 0), 0u);
@@ -101,18 +101,18 @@ TEST(CameraList, BusResetWithoutAcquisitionWindowGivesThreeLinesAndNoEvent) {
 }
 
 TEST(CameraList, EveryEventGoesToTheCamerasAcquisitionWindowOnly) {
-  FakeDcamModule module(2);
+  FakeModule module(2);
   vxCameraList list(module);
   Posted posted;
   list.entry(1)->setAcquisitionWindow(posted.acquisitionWindow());
   EXPECT_TRUE(list.entry(1)->hasAcquisitionWindow());
 
-  module.fireBusEvent(0, FakeDcamModule::busResetEvent(1));
-  module.fireBusEvent(1, FakeDcamModule::busResetEvent(2));
+  module.fireBusEvent(0, FakeModule::busResetEvent(1));
+  module.fireBusEvent(1, FakeModule::busResetEvent(2));
   vxDcamBusEventInfo other;
   other.eventFlags = 1u << 7;  // neither unplug nor reset: forwarded, not logged
   module.fireBusEvent(1, other);
-  module.fireBusEvent(1, FakeDcamModule::unplugEvent());
+  module.fireBusEvent(1, FakeModule::unplugEvent());
 
   ASSERT_EQ(posted.events.size(), 3u);
   EXPECT_EQ(posted.events[0].first, 1);
@@ -123,19 +123,19 @@ TEST(CameraList, EveryEventGoesToTheCamerasAcquisitionWindowOnly) {
 
   list.entry(1)->setAcquisitionWindow({});
   EXPECT_FALSE(list.entry(1)->hasAcquisitionWindow());
-  module.fireBusEvent(1, FakeDcamModule::busResetEvent(3));
+  module.fireBusEvent(1, FakeModule::busResetEvent(3));
   EXPECT_EQ(posted.events.size(), 3u);
 }
 
 TEST(CameraList, EventsFromManyThreadsAreAllCounted) {
-  FakeDcamModule module(1);
+  FakeModule module(1);
   vxCameraList list(module);
   Posted posted;
   list.setLogWindow(posted.logWindow());
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t)
     threads.emplace_back([&module] {
-      for (int i = 0; i < 50; ++i) module.fireBusEvent(0, FakeDcamModule::busResetEvent(1));
+      for (int i = 0; i < 50; ++i) module.fireBusEvent(0, FakeModule::busResetEvent(1));
     });
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(list.entry(0)->busResetCount(), 200u);
@@ -144,7 +144,7 @@ TEST(CameraList, EventsFromManyThreadsAreAllCounted) {
 }
 
 TEST(CameraList, NodeNumberOfAMissingCameraIsUnknown) {
-  FakeDcamModule module(1);
+  FakeModule module(1);
   EXPECT_EQ(vxCameraNodeNumber(module, 5), -1);
 }
 

@@ -7,10 +7,8 @@
 #include <QRadioButton>
 #include <QtTest>
 
-#include <bit>
 #include <chrono>
 
-#include "app/fake_dcam_module.h"
 #include "gui/page_dcam_props.h"
 #include "page_fixture.h"
 
@@ -41,35 +39,29 @@ uint32_t inquiry(uint32_t flags, uint32_t min, uint32_t max) {
   return flags | min << 12 | max;
 }
 
-struct FakeModuleHolder {
-  FakeDcamModule module{1};
-};
-
-// One fake camera with no feature until a test adds some; the module is
-// built before the page and goes after it.
-struct PropsFixture : FakeModuleHolder, PageFixture<CPageDCAMProps> {
-  PropsFixture() : PageFixture(module), camera(module.fake(0)) {
+// One fake camera with no feature until a test adds some.
+struct PropsFixture : FakePageFixture<CPageDCAMProps> {
+  PropsFixture() : FakePageFixture(1), camera(module.fake(0)) {
     page->setSettleTime(std::chrono::milliseconds(0));
-    camera.setRegister(0x404, 0);
-    camera.setRegister(0x408, 0);
+    camera.set(0x404, 0);
+    camera.set(0x408, 0);
   }
 
   void addFeature(uint32_t index, uint32_t inquiryValue, uint32_t control) {
-    camera.setRegister(0x404, camera.registerValue(0x404) | 1u << (31 - index));
-    camera.setRegister(0x500 + 4 * index, inquiryValue);
-    camera.setRegister(0x800 + 4 * index, control);
+    camera.set(0x404, camera.get(0x404) | 1u << (31 - index));
+    camera.set(0x500 + 4 * index, inquiryValue);
+    camera.set(0x800 + 4 * index, control);
   }
   void addAbsoluteGain(uint32_t control, float min, float max, float value) {
     addFeature(kGain, inquiry(kInqAll | kInqAbsolute, 0, 1023), control);
-    camera.setRegister(0x720, kGainBlockOffset);
-    camera.setRegister(kGainBlock, std::bit_cast<uint32_t>(min));
-    camera.setRegister(kGainBlock + 4, std::bit_cast<uint32_t>(max));
-    camera.setRegister(kGainBlock + 8, std::bit_cast<uint32_t>(value));
+    camera.set(0x720, kGainBlockOffset);
+    camera.setFloat(kGainBlock, min);
+    camera.setFloat(kGainBlock + 4, max);
+    camera.setFloat(kGainBlock + 8, value);
   }
-  float absValue() { return std::bit_cast<float>(camera.registerValue(kGainBlock + 8)); }
+  float absValue() { return camera.getFloat(kGainBlock + 8); }
 
   QListWidget* list() const { return find<QListWidget>("featureList"); }
-  QLineEdit* edit(const char* name) const { return find<QLineEdit>(name); }
   QCheckBox* check(const char* name) const { return find<QCheckBox>(name); }
   QRadioButton* radio(const char* name) const { return find<QRadioButton>(name); }
   QString label(const char* name) const { return find<QLabel>(name)->text(); }
@@ -86,15 +78,11 @@ struct PropsFixture : FakeModuleHolder, PageFixture<CPageDCAMProps> {
     QTest::mouseClick(list()->viewport(), Qt::LeftButton, {},
                       list()->visualItemRect(items[0]).center());
   }
-  void type(const char* name, const QString& text) const {
-    edit(name)->clear();
-    QTest::keyClicks(edit(name), text);
-  }
   void clickBox(QAbstractButton* box) const {
     QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(5, box->height() / 2));
   }
 
-  FakeDcamCamera& camera;
+  FakeCamera& camera;
 };
 
 const char* const kValueControls[] = {"relativeRadio", "absoluteRadio", "minEdit",    "maxEdit",
@@ -131,13 +119,13 @@ class TestPageDCAMProps : public QObject {
     f.addFeature(kBrightness, 0, 0);
     f.addFeature(kShutter, 0, 0);
     f.addFeature(kWhiteBalance, 0, 0);
-    f.camera.setRegister(0x408, 1u << 31);  // zoom, the first of the low features
+    f.camera.set(0x408, 1u << 31);  // zoom, the first of the low features
     f.chooseCamera(0);
     QCOMPARE(f.listed(), (QStringList{"White Balance", "Exposure", "Brightness", "Gain", "Zoom"}));
 
     // A new selection builds the list afresh from what the camera has now.
-    f.camera.setRegister(0x404, 1u << (31 - kGain));
-    f.camera.setRegister(0x408, 0);
+    f.camera.set(0x404, 1u << (31 - kGain));
+    f.camera.set(0x408, 0);
     f.chooseCamera(0);
     QCOMPARE(f.listed(), QStringList{"Gain"});
   }
@@ -165,7 +153,7 @@ class TestPageDCAMProps : public QObject {
     QVERIFY(!f.edit("value2Edit")->isVisible());
 
     f.click("onePushButton");
-    QVERIFY(f.camera.registerValue(0x800) & kOnePushOn);
+    QVERIFY(f.camera.get(0x800) & kOnePushOn);
   }
 
   void aFeatureInAutoModeShowsItsValuesButTakesNoEditing() {
@@ -179,14 +167,14 @@ class TestPageDCAMProps : public QObject {
     QVERIFY(!f.enabled("onePushButton"));
     QVERIFY(f.enabled("onCheck"));
     QVERIFY(f.enabled("autoCheck"));
-    const uint32_t control = f.camera.registerValue(0x800);
+    const uint32_t control = f.camera.get(0x800);
     f.click("applyButton");
     f.click("onePushButton");
-    QCOMPARE(f.camera.registerValue(0x800), control);
+    QCOMPARE(f.camera.get(0x800), control);
 
     // Leaving auto mode opens the value controls, read back from the camera.
     f.clickBox(f.check("autoCheck"));
-    QCOMPARE(f.camera.registerValue(0x800), kOn | 812);
+    QCOMPARE(f.camera.get(0x800), kOn | 812);
     QVERIFY(!f.check("autoCheck")->isChecked());
     QVERIFY(f.enabled("valueEdit"));
     QVERIFY(f.enabled("applyButton"));
@@ -205,7 +193,7 @@ class TestPageDCAMProps : public QObject {
     for (const char* name : kValueControls) QVERIFY2(!f.enabled(name), name);
 
     f.clickBox(f.check("onCheck"));
-    QCOMPARE(f.camera.registerValue(0x800), kOn | 5);
+    QCOMPARE(f.camera.get(0x800), kOn | 5);
     QVERIFY(f.check("onCheck")->isChecked());
     QVERIFY(f.enabled("valueEdit"));
     QVERIFY(f.enabled("autoCheck"));
@@ -220,17 +208,17 @@ class TestPageDCAMProps : public QObject {
     // 5000 does not fit the 12-bit field: it spills into bit 12 and above.
     f.type("valueEdit", "5000");
     f.click("applyButton");
-    QCOMPARE(f.camera.registerValue(0x800), kOn | 5000u);
+    QCOMPARE(f.camera.get(0x800), kOn | 5000u);
     QCOMPARE(f.edit("valueEdit")->text(), QString::number(5000 & 0xFFF));  // read back
 
     f.type("valueEdit", "no number");
     f.click("applyButton");
-    QCOMPARE(f.camera.registerValue(0x800), kOn | (5000u & ~0xFFFu));
+    QCOMPARE(f.camera.get(0x800), kOn | (5000u & ~0xFFFu));
     QCOMPARE(f.edit("valueEdit")->text(), QString("0"));
 
     f.type("valueEdit", "  42 and more");
     f.click("applyButton");
-    QCOMPARE(f.camera.registerValue(0x800) & 0xFFFu, 42u);
+    QCOMPARE(f.camera.get(0x800) & 0xFFFu, 42u);
     QVERIFY(f.prompter.messages.isEmpty());
   }
 
@@ -251,10 +239,10 @@ class TestPageDCAMProps : public QObject {
     f.type("valueEdit", "45");
     f.type("value2Edit", "x");
     f.click("applyButton");
-    QCOMPARE(f.camera.registerValue(0x80C), kOn | 45u);
+    QCOMPARE(f.camera.get(0x80C), kOn | 45u);
     f.type("value2Edit", "600");
     f.click("applyButton");
-    QCOMPARE(f.camera.registerValue(0x80C), kOn | 600u << 12 | 45u);
+    QCOMPARE(f.camera.get(0x80C), kOn | 600u << 12 | 45u);
 
     f.pick("Temperature");
     QCOMPARE(f.label("valueLabel"), QString("Temperature"));
@@ -278,7 +266,7 @@ class TestPageDCAMProps : public QObject {
     QCOMPARE(f.edit("valueEdit")->text(), QString("200"));
 
     f.clickBox(f.radio("absoluteRadio"));
-    QVERIFY(f.camera.registerValue(0x820) & kAbsoluteOn);
+    QVERIFY(f.camera.get(0x820) & kAbsoluteOn);
     QVERIFY(f.radio("absoluteRadio")->isChecked());
     QCOMPARE(f.edit("minEdit")->text(), QString("0.500"));
     QCOMPARE(f.edit("maxEdit")->text(), QString("24.000"));
@@ -289,7 +277,7 @@ class TestPageDCAMProps : public QObject {
     f.click("applyButton");
     QCOMPARE(f.absValue(), 7.5f);
     QCOMPARE(f.edit("valueEdit")->text(), QString("7.500"));
-    QCOMPARE(f.camera.registerValue(0x820) & 0xFFFu, 200u);  // the raw value is left alone
+    QCOMPARE(f.camera.get(0x820) & 0xFFFu, 200u);  // the raw value is left alone
     f.type("valueEdit", "gain");
     f.click("applyButton");
     QCOMPARE(f.absValue(), 0.0f);
@@ -299,7 +287,7 @@ class TestPageDCAMProps : public QObject {
     f.pick("Gain");
     QVERIFY(f.radio("absoluteRadio")->isChecked());
     f.clickBox(f.radio("relativeRadio"));
-    QVERIFY(!(f.camera.registerValue(0x820) & kAbsoluteOn));
+    QVERIFY(!(f.camera.get(0x820) & kAbsoluteOn));
     QCOMPARE(f.edit("minEdit")->text(), QString("0"));
     QCOMPARE(f.edit("maxEdit")->text(), QString("1023"));
     QCOMPARE(f.edit("valueEdit")->text(), QString("200"));
@@ -310,14 +298,14 @@ class TestPageDCAMProps : public QObject {
     f.addFeature(kBrightness, inquiry(kInqAll, 0, 4095), kOn | 1);
     f.addFeature(kGain, inquiry(kInqAll, 0, 4095), kOn | 2);
     f.chooseCamera(0);
-    f.camera.failWrite(0x820);
+    f.camera.failWrites(0x820);
     f.pick("Gain");
     f.type("valueEdit", "9");
     f.click("applyButton");
     QCOMPARE(f.prompter.messages.size(), 1);
     QVERIFY(f.prompter.messages[0].text.startsWith("Value: "));
     QCOMPARE(f.prompter.messages[0].icon, CPrompter::Icon::Exclamation);
-    QCOMPARE(f.camera.registerValue(0x820), kOn | 2u);
+    QCOMPARE(f.camera.get(0x820), kOn | 2u);
 
     f.pick("Brightness");
     QCOMPARE(f.edit("valueEdit")->text(), QString("1"));

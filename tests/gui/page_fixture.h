@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QDialog>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QProgressBar>
@@ -11,6 +12,7 @@
 #include <memory>
 
 #include "app/camera_list.h"
+#include "support/fake_camera.h"
 #include "gui/page_services.h"
 #include "gui_test_support.h"
 
@@ -32,7 +34,17 @@ struct PageFixture {
     return widget;
   }
   QPushButton* button(const char* name) const { return find<QPushButton>(name); }
+  QLineEdit* edit(const char* name) const { return find<QLineEdit>(name); }
   void click(const char* name) const { QTest::mouseClick(button(name), Qt::LeftButton); }
+  void type(const char* name, const QString& text) const {
+    edit(name)->clear();
+    QTest::keyClicks(edit(name), text);
+  }
+  // Focus lives only in the active window; a dialog takes it away.
+  void activate() const {
+    page->activateWindow();
+    if (!QTest::qWaitForWindowActive(page.get())) qWarning("the page did not become active");
+  }
 
   // Picks the camera of the row, or cancels the dialog after clicking it.
   void chooseCamera(int row, bool cancel = false) {
@@ -44,6 +56,7 @@ struct PageFixture {
                         Qt::LeftButton);
     });
     click("selectButton");
+    activate();
   }
 
   vxCameraList cameras;
@@ -81,3 +94,13 @@ QList<ReportProgressSeen> runReport(PageFixture<Page>& f, const char* actionName
   QObject::disconnect(watch);
   return seen;
 }
+
+// A page over fake cameras; the module is built before the page and goes after it.
+struct FakeModuleHolder {
+  explicit FakeModuleHolder(int cameraCount) : module(cameraCount) {}
+  FakeModule module;
+};
+template <typename Page>
+struct FakePageFixture : FakeModuleHolder, PageFixture<Page> {
+  explicit FakePageFixture(int cameraCount) : FakeModuleHolder(cameraCount), PageFixture<Page>(module) {}
+};

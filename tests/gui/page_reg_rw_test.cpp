@@ -4,70 +4,17 @@
 #include <QPushButton>
 #include <QtTest>
 
-#include "app/camera_list.h"
-#include "app/fake_dcam_module.h"
 #include "gui/page_reg_rw.h"
-#include "gui_test_support.h"
+#include "page_fixture.h"
 
-namespace {
-
-// A page over two fake cameras, shown so that focus and clicks are real.
-struct PageFixture {
-  FakeDcamModule module{2};
-  vxCameraList cameras{module};
-  CRecordingPrompter prompter;
-  std::unique_ptr<CPageRegRW> page;
-
-  PageFixture() {
-    CPageServices services;
-    services.cameras = &cameras;
-    services.prompter = &prompter;
-    page = std::make_unique<CPageRegRW>(services);
-    page->show();
-    activate();
-  }
-  // Focus lives only in the active window; the selection dialog took it away.
-  void activate() const {
-    page->activateWindow();
-    if (!QTest::qWaitForWindowActive(page.get())) qWarning("the page did not become active");
-  }
-  template <typename T>
-  T* find(const char* name) const {
-    T* widget = page->findChild<T*>(name);
-    if (!widget) qFatal("no widget %s", name);
-    return widget;
-  }
-  QLineEdit* edit(const char* name) const { return find<QLineEdit>(name); }
-  QPushButton* button(const char* name) const { return find<QPushButton>(name); }
-  void click(const char* name) const { QTest::mouseClick(button(name), Qt::LeftButton); }
-  void type(const char* name, const QString& text) const {
-    edit(name)->clear();
-    QTest::keyClicks(edit(name), text);
-  }
-
-  // Picks a camera through the real selection dialog; cancel instead of OK
-  // when asked.
-  void chooseCamera(int row, bool cancel = false) {
-    whenModalDialogRuns([row, cancel](QDialog* dialog) {
-      auto* list = dialog->findChild<QListWidget*>("cameraList");
-      QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
-                        list->visualItemRect(list->item(row)).center());
-      QTest::mouseClick(dialog->findChild<QPushButton*>(cancel ? "cancelButton" : "okButton"),
-                        Qt::LeftButton);
-    });
-    click("selectButton");
-    activate();
-  }
-};
-
-}  // namespace
+using Fixture = FakePageFixture<CPageRegRW>;
 
 class TestPageRegRW : public QObject {
   Q_OBJECT
 
  private slots:
   void startsWithoutCameraAndDisabledButtons() {
-    PageFixture f;
+    Fixture f(2);
     QCOMPARE(f.page->windowTitle(), QString("DCAM Utilites::Register Read/Write"));
     QCOMPARE(f.edit("selectedCamera")->text(), QString("Please select a camera"));
     QVERIFY(f.edit("selectedCamera")->isReadOnly());
@@ -84,7 +31,7 @@ class TestPageRegRW : public QObject {
   }
 
   void selectionEnablesButtonsAndCancelKeepsTheEarlierCamera() {
-    PageFixture f;
+    Fixture f(2);
     f.chooseCamera(1);
     QCOMPARE(f.edit("selectedCamera")->text(), QString("Acme Cam1 (0000000000001001)"));
     QVERIFY(f.page->selectedCamera() == f.cameras.entry(1));
@@ -102,8 +49,8 @@ class TestPageRegRW : public QObject {
   }
 
   void goodReadShowsEightDigitsAndSelectsTheAddress() {
-    PageFixture f;
-    f.module.fake(1).setRegister(0x604, 0x1F);
+    Fixture f(2);
+    f.module.fake(1).set(0x604, 0x1F);
     f.chooseCamera(1);
     // The selection dialog asked both cameras whether they respond; no more.
     const uint64_t otherCamera = f.module.fake(0).transactions();
@@ -123,9 +70,9 @@ class TestPageRegRW : public QObject {
   }
 
   void failedReadKeepsValueAndFocus() {
-    PageFixture f;
-    f.module.fake(0).setRegister(0x610, 0x12345678);
-    f.module.fake(0).failRead(0x610);
+    Fixture f(2);
+    f.module.fake(0).set(0x610, 0x12345678);
+    f.module.fake(0).failReads(0x610);
     f.chooseCamera(0);
     f.edit("valueEdit")->setText("ABCD");
     f.type("addressEdit", "610");
@@ -140,8 +87,8 @@ class TestPageRegRW : public QObject {
   }
 
   void onlySixteenCharactersAreScanned() {
-    PageFixture f;
-    f.module.fake(0).setRegister(0x604, 0xCAFE);
+    Fixture f(2);
+    f.module.fake(0).set(0x604, 0xCAFE);
     f.chooseCamera(0);
     // Scanned whole, this would be 0x604FF, a register the camera lacks.
     f.type("addressEdit", "0000000000000604FF");
@@ -152,11 +99,11 @@ class TestPageRegRW : public QObject {
     f.type("valueEdit", "00000000000000AB12");
     f.click("writeButton");
     QVERIFY(f.prompter.messages.isEmpty());
-    QCOMPARE(f.module.fake(0).registerValue(0x604), 0xABu);
+    QCOMPARE(f.module.fake(0).get(0x604), 0xABu);
   }
 
   void textThatIsNotHexadecimalIsReportedAndNotUsed() {
-    PageFixture f;
+    Fixture f(2);
     f.chooseCamera(0);
     const uint64_t before = f.module.fake(0).transactions();
     f.type("addressEdit", "xyz");
@@ -174,16 +121,16 @@ class TestPageRegRW : public QObject {
   }
 
   void writeIsSilentOnSuccessAndReportsFailure() {
-    PageFixture f;
+    Fixture f(2);
     f.chooseCamera(1);
     f.type("addressEdit", "614");
     f.type("valueEdit", "82000010");
     f.click("writeButton");
     QVERIFY(f.prompter.messages.isEmpty());
-    QCOMPARE(f.module.fake(1).registerValue(0x614), 0x82000010u);
+    QCOMPARE(f.module.fake(1).get(0x614), 0x82000010u);
     QVERIFY(!f.edit("addressEdit")->hasFocus());
 
-    f.module.fake(1).failWrite(0x618);
+    f.module.fake(1).failWrites(0x618);
     f.type("addressEdit", "618");
     f.click("writeButton");
     QCOMPARE(f.prompter.texts(), QStringList{"Register write failed!"});
@@ -191,7 +138,7 @@ class TestPageRegRW : public QObject {
   }
 
   void resetWritesOneToAddressZeroWithoutAWord() {
-    PageFixture f;
+    Fixture f(2);
     f.chooseCamera(0);
     f.click("resetButton");
     const auto writes = f.module.fake(0).writes();

@@ -4,7 +4,7 @@
 #include <QtTest>
 
 #include "app/camera_list.h"
-#include "app/fake_dcam_module.h"
+#include "support/fake_camera.h"
 #include "gui/select_dcam_dlg.h"
 #include "gui_test_support.h"
 
@@ -32,14 +32,14 @@ class TestSelectDCAMDlg : public QObject {
  private slots:
   void firstCameraIsPreselectedOnlyWhenThereAreTwoOrMore() {
     CRecordingPrompter prompter;
-    FakeDcamModule two(2);
+    FakeModule two(2);
     vxCameraList twoCameras(two);
     CSelectDCAMDlg withTwo(twoCameras, prompter, false);
     QCOMPARE(listOf(withTwo)->count(), 2);
     QCOMPARE(listOf(withTwo)->selectedItems().size(), 1);
     QCOMPARE(listOf(withTwo)->row(listOf(withTwo)->selectedItems().first()), 0);
 
-    FakeDcamModule one(1);
+    FakeModule one(1);
     vxCameraList oneCamera(one);
     CSelectDCAMDlg withOne(oneCamera, prompter, false);
     QCOMPARE(listOf(withOne)->count(), 1);
@@ -48,7 +48,7 @@ class TestSelectDCAMDlg : public QObject {
 
   void singleCameraMustBeClickedBeforeOk() {
     CRecordingPrompter prompter;
-    FakeDcamModule module(1);
+    FakeModule module(1);
     vxCameraList cameras(module);
     CSelectDCAMDlg dialog(cameras, prompter, false);
     dialog.show();
@@ -71,9 +71,9 @@ class TestSelectDCAMDlg : public QObject {
 
   void marksNotRespondingAlwaysAndInUseOnlyWhenExclusive() {
     CRecordingPrompter prompter;
-    FakeDcamModule module(3);
+    FakeModule module(3);
     vxCameraList cameras(module);
-    module.fake(1).failRead(0x800);
+    module.fake(1).failReads(0x800);
     cameras.entry(2)->setAcquisitionWindow([](int, vxDcamBusEventInfo) {});
 
     CSelectDCAMDlg shared(cameras, prompter, false);
@@ -90,9 +90,9 @@ class TestSelectDCAMDlg : public QObject {
 
   void unplugEventShowsNotRespondingWithoutBusTraffic() {
     CRecordingPrompter prompter;
-    FakeDcamModule module(2);
+    FakeModule module(2);
     vxCameraList cameras(module);
-    module.fireBusEvent(1, FakeDcamModule::unplugEvent());
+    module.fireBusEvent(1, FakeModule::unplugEvent());
     // The camera would still answer: only the flag can make it not-responding.
     const uint64_t before = module.fake(1).transactions();
     CSelectDCAMDlg dialog(cameras, prompter, false);
@@ -103,7 +103,7 @@ class TestSelectDCAMDlg : public QObject {
 
   void okRefusesUnavailableCameras() {
     CRecordingPrompter prompter;
-    FakeDcamModule module(2);
+    FakeModule module(2);
     vxCameraList cameras(module);
     cameras.entry(1)->setAcquisitionWindow([](int, vxDcamBusEventInfo) {});
 
@@ -127,7 +127,7 @@ class TestSelectDCAMDlg : public QObject {
 
   void respondingIsAskedAgainAtOk() {
     CRecordingPrompter prompter;
-    FakeDcamModule module(2);
+    FakeModule module(2);
     vxCameraList cameras(module);
     CSelectDCAMDlg dialog(cameras, prompter, false);
     dialog.show();
@@ -154,7 +154,7 @@ class TestSelectDCAMDlg : public QObject {
 
   void okWithNoCameraClosesWithoutCamera() {
     CRecordingPrompter prompter;
-    FakeDcamModule module(0);
+    FakeModule module(0);
     vxCameraList cameras(module);
     CSelectDCAMDlg dialog(cameras, prompter, true);
     dialog.show();

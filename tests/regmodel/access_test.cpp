@@ -4,17 +4,17 @@
 #include <memory>
 
 #include "acquisition/module_loader.h"
-#include "fake_camera.h"
 #include "regmodel/camera_access.h"
 #include "regmodel/dcam_camera.h"
 #include "regmodel/register_accessor.h"
+#include "support/fake_camera.h"
 
 namespace {
 
 class Access : public ::testing::Test {
  protected:
-  FakeModule module;
-  FakeCamera& device = module.addCamera();
+  FakeModule module{1, false, false};
+  FakeCamera& device = module.fake(0);
 };
 
 }  // namespace
@@ -28,7 +28,7 @@ TEST_F(Access, AccessorReadsAndWritesBothAddressForms) {
   EXPECT_EQ(accessor.readQuadlet(0x600), 0x80000000u);
   // Only the low 32 bits of the address reach the camera.
   EXPECT_EQ(accessor.readQuadlet(0x1F0F00600ull), 0x80000000u);
-  EXPECT_EQ(device.readAddresses.back(), 0xF0F00600u);
+  EXPECT_EQ(device.readAddresses().back(), 0xF0F00600u);
   EXPECT_TRUE(accessor.writeQuadlet(0x604, 0x20000000));
   EXPECT_EQ(device.get(0xF0F00604), 0x20000000u);
   EXPECT_TRUE(accessor.ok());
@@ -69,7 +69,7 @@ TEST_F(Access, CameraNumberOutOfRangeRaisesTheModulesErrorOnBothPaths) {
   EXPECT_THROW(reg.write(0), vx_DcamModule::Error);
   // The value printers show the module's message instead of a value.
   EXPECT_EQ(reg.valueLine(), "No DCAM camera with number 3");
-  EXPECT_EQ(device.reads + device.writes, 0);
+  EXPECT_EQ(device.transactions(), 0u);
 }
 
 TEST_F(Access, RegisterObjectsMaskAndWriteThroughTheModule) {
@@ -100,12 +100,11 @@ TEST_F(Access, RegisterObjectsMaskAndWriteThroughTheModule) {
 
 TEST_F(Access, RespondingTest) {
   EXPECT_TRUE(vxIsCameraResponding(module, 0, false));
-  ASSERT_EQ(device.readAddresses.size(), 1u);
-  EXPECT_EQ(device.readAddresses[0], 0xF0F00800u);
+  EXPECT_EQ(device.readAddresses(), std::vector<uint32_t>{0xF0F00800u});
 
   const int lookups = module.lookups;
   EXPECT_FALSE(vxIsCameraResponding(module, 0, true));
-  EXPECT_EQ(device.reads, 1);  // an unplugged camera gets no bus traffic at all
+  EXPECT_EQ(device.reads(), 1);  // an unplugged camera gets no bus traffic at all
   EXPECT_EQ(module.lookups, lookups);
 
   device.failAt(0x800);
@@ -125,9 +124,9 @@ TEST(ProcessModule, AccessWithoutAModuleArgumentUsesTheLoadedModule) {
   EXPECT_THROW(vxDcamCamera camera(0), vx_DcamModule::Error);
   EXPECT_FALSE(vxIsCameraResponding(vxAcquisitionModule(), 0, false));
 
-  auto owned = std::make_unique<FakeModule>();
+  auto owned = std::make_unique<FakeModule>(1, false, false);
   FakeModule& fake = *owned;
-  FakeCamera& device = fake.addCamera();
+  FakeCamera& device = fake.fake(0);
   device.set(0x800, 0xC0FFEE);
   vx_ModuleRegistry::instance().setModule(std::move(owned));
   EXPECT_EQ(accessor.readQuadlet(0x800), 0xC0FFEEu);
