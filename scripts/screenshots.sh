@@ -1,7 +1,12 @@
 #!/usr/bin/env bash
 # Starts dcam-pralix under Xvfb on simulated cameras and saves a PNG of every
 # page of its tree (and of the simulated-bus window) for the README and for
-# review.
+# review, then of the pages at work on the first camera:
+#   NN-<group>-<page>.png            every node of the page tree, in tree order
+#   NN-simulated_bus.png             the simulated-bus window
+#   dcam_properties-gain.png         DCAM Properties with Gain shown
+#   camera_capabilities-finished.png a finished capabilities report
+#   register_dump-finished.png       a finished register dump
 #
 #   scripts/screenshots.sh [BUILD_DIR] [OUTPUT_DIR] [PROFILES]
 #
@@ -38,7 +43,7 @@ rm -f "$out"/*.png
 XDG_RUNTIME_DIR="$scratch/runtime" XDG_CONFIG_HOME="$scratch/config" \
   PRALIX_MODULE_DIR="${PRALIX_MODULE_DIR:-$build/bin}" PRALIX_DATA_DIR="${PRALIX_DATA_DIR:-$repo/data}" \
   QT_QPA_PLATFORM=xcb \
-  xvfb-run -a -s "-screen 0 1280x1024x24" "$program" "$simulate" "--screenshots=$out"
+  timeout 600 xvfb-run -a -s "-screen 0 1280x1024x24" "$program" "$simulate" "--screenshots=$out"
 
 count=$(find "$out" -maxdepth 1 -name '*.png' | wc -l)
 echo "Saved $count pictures in $out"

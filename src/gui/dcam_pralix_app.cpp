@@ -3,12 +3,17 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QLockFile>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTimer>
 
+#include <cstdio>
+#include <ctime>
 #include <vector>
+
+#include <unistd.h>
 
 #include "acquisition/module_loader.h"
 #include "app/app_command_line.h"
@@ -22,6 +27,9 @@ namespace {
 
 constexpr const char* kApplicationName = "DCAM Pralix";
 const QString kScreenshotOption = "--screenshots=";
+// The process start is field 22 of /proc/<pid>/stat, the 20th after the
+// parenthesised command name.
+constexpr int kStartTimeFieldAfterName = 20;
 
 }  // namespace
 
@@ -80,6 +88,50 @@ void CDcamPralixApp::startAcquisitionModule() {
     m_startupMessages.append(QString::fromStdString(message));
 }
 
+QString CDcamPralixApp::startupTimingText(std::chrono::steady_clock::duration sinceMain,
+                                          std::optional<double> secondsSinceProcessStart) {
+  const double mainMs = std::chrono::duration<double, std::milli>(sinceMain).count();
+  QString text =
+      QString("Start-up: first window shown %1 ms after main() began").arg(mainMs, 0, 'f', 1);
+  if (secondsSinceProcessStart)
+    text += QString(", %1 ms after the process started")
+                .arg(*secondsSinceProcessStart * 1000.0, 0, 'f', 0);
+  return text;
+}
+
+std::optional<std::uint64_t> CDcamPralixApp::processStartTicks(const QByteArray& stat) {
+  // The command name may hold blanks and parentheses; it ends at the last ')'.
+  const qsizetype nameEnd = stat.lastIndexOf(')');
+  if (nameEnd < 0) return std::nullopt;
+  const QList<QByteArray> fields = stat.mid(nameEnd + 1).simplified().split(' ');
+  if (fields.size() < kStartTimeFieldAfterName) return std::nullopt;
+  bool ok = false;
+  const qulonglong ticks = fields[kStartTimeFieldAfterName - 1].toULongLong(&ok);
+  if (!ok) return std::nullopt;
+  return ticks;
+}
+
+std::optional<double> CDcamPralixApp::secondsSinceProcessStart() {
+  QFile file("/proc/self/stat");
+  if (!file.open(QIODevice::ReadOnly)) return std::nullopt;
+  const std::optional<std::uint64_t> ticks = processStartTicks(file.readAll());
+  const long ticksPerSecond = sysconf(_SC_CLK_TCK);
+  // The kernel counts the start from boot, suspended time included.
+  timespec now{};
+  if (!ticks || ticksPerSecond <= 0 || clock_gettime(CLOCK_BOOTTIME, &now) != 0)
+    return std::nullopt;
+  const double nowSeconds =
+      static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+  return nowSeconds - static_cast<double>(*ticks) / static_cast<double>(ticksPerSecond);
+}
+
+void CDcamPralixApp::reportStartupTime() const {
+  const QString text = startupTimingText(std::chrono::steady_clock::now() - m_mainEntered,
+                                         secondsSinceProcessStart());
+  std::fprintf(stderr, "%s\n", qPrintable(text));
+  std::fflush(stderr);
+}
+
 int CDcamPralixApp::run() {
   if (!lockInstance()) {
     m_prompter.error(nullptr, kAlreadyRunning);
@@ -99,6 +151,13 @@ int CDcamPralixApp::run() {
     services.settings = m_settings.get();
     services.legacy = m_legacy;
     DcamPralixDlg dialog(*this, services);
+    const QString timing = qEnvironmentVariable(kStartupTimingVariable);
+    if (!timing.isEmpty() && timing != "0") {
+      QObject::connect(&dialog, &DcamPralixDlg::firstShown, &dialog, [this, &dialog, timing] {
+        reportStartupTime();
+        if (timing == "exit") dialog.done(0);
+      });
+    }
     if (!m_screenshotDirectory.isEmpty()) {
       QTimer::singleShot(0, &dialog, [&] {
         status = dialog.saveScreenshots(m_screenshotDirectory) > 0 ? 0 : 1;

@@ -5,10 +5,13 @@
 #include <QStringList>
 
 #include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 
+class QByteArray;
 class QLockFile;
 class QSettings;
 class CPrompter;
@@ -21,6 +24,10 @@ class CDcamPralixApp {
   static constexpr const char* kInstanceLockName = "DPralixInstanceMutex";
   static constexpr const char* kSettingsKey = "Qorvel DCAM Pralix";
   static constexpr const char* kAlreadyRunning = "DCAM Pralix is already running!";
+  // Set to 1, the time from the start to the first drawing of the main
+  // dialog is written to the error output; set to "exit", the program also
+  // ends there, so that the start-up can be timed again and again.
+  static constexpr const char* kStartupTimingVariable = "PRALIX_STARTUP_TIMING";
 
   // arguments: the command line without the program name. lockDirectory:
   // where the instance lock lives; empty means the user's runtime directory.
@@ -54,8 +61,21 @@ class CDcamPralixApp {
   const QStringList& startupMessages() const { return m_startupMessages; }
   CPrompter& prompter() const { return m_prompter; }
 
+  // When main() began; start-up is timed from there.
+  void setMainEntryTime(std::chrono::steady_clock::time_point entered) { m_mainEntered = entered; }
+  // The line written when start-up is timed: the times from main() and,
+  // when known, from the process start to the first shown window.
+  static QString startupTimingText(std::chrono::steady_clock::duration sinceMain,
+                                   std::optional<double> secondsSinceProcessStart);
+  // The start of the process in clock ticks after boot, read from the text
+  // of /proc/<pid>/stat; nullopt when the text has no such field.
+  static std::optional<std::uint64_t> processStartTicks(const QByteArray& stat);
+  // Seconds since this process started, to the kernel's clock tick.
+  static std::optional<double> secondsSinceProcessStart();
+
  private:
   void startAcquisitionModule();
+  void reportStartupTime() const;
 
   CPrompter& m_prompter;
   QString m_lockDirectory;
@@ -68,4 +88,5 @@ class CDcamPralixApp {
   QString m_screenshotDirectory;
   QStringList m_startupMessages;
   bool m_loadedModule = false;
+  std::chrono::steady_clock::time_point m_mainEntered = std::chrono::steady_clock::now();
 };

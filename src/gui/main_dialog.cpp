@@ -4,30 +4,84 @@
 #include <QApplication>
 #include <QDialogButtonBox>
 #include <QDir>
+#include <QEventLoop>
+#include <QKeyEvent>
 #include <QLabel>
+#include <QListWidget>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QSettings>
+#include <QTimer>
 #include <QVBoxLayout>
+#include <QWindow>
+
+#include <memory>
 
 #include "acquisition/dcam_module.h"
 #include "app/camera_list.h"
 #include "gui/bus_event_log.h"
 #include "gui/dcam_pralix_app.h"
+#include "gui/page_dcam_props.h"
+#include "gui/page_formats.h"
+#include "gui/page_reg_dump.h"
 #include "gui/prompter.h"
 #include "gui/prop_sheet.h"
+#include "gui/select_dcam_dlg.h"
 #include "gui/sim_bus_dlg.h"
 
 namespace {
 
 constexpr const char* kGeometryKey = "mainDialog/geometry";
+// How long the pictures wait for a camera's report before giving up on it.
+constexpr int kReportTimeoutMs = 120000;
+// How often, 10 ms apart, the selection dialog is looked for before giving up.
+constexpr int kSelectionDialogTries = 300;
 
-QString fileNameFor(int index, const QString& caption) {
+QString slugOf(const QString& caption) {
   QString slug = caption.toLower();
   slug.replace("::", "-");
   for (QChar& c : slug)
     if (!c.isLetterOrNumber() && c != '-') c = '_';
-  return QString("%1-%2.png").arg(index, 2, 10, QChar('0')).arg(slug);
+  return slug;
+}
+
+QString fileNameFor(int index, const QString& caption) {
+  return QString("%1-%2.png").arg(index, 2, 10, QChar('0')).arg(slugOf(caption));
+}
+
+// "register_dump-finished.png" for "DCAM Utilites::Register Dump".
+QString stateFileName(const QString& caption, const QString& state) {
+  return QString("%1-%2.png").arg(slugOf(caption.section("::", -1)), state);
+}
+
+// Answers the next camera selection dialog by choosing the row and pressing
+// OK, as the user would; a dialog that is still open after that is cancelled.
+void chooseInNextSelectionDialog(int row) {
+  auto* timer = new QTimer;
+  auto tries = std::make_shared<int>(0);
+  QObject::connect(timer, &QTimer::timeout, [timer, tries, row] {
+    auto* dialog = qobject_cast<CSelectDCAMDlg*>(QApplication::activeModalWidget());
+    if (!dialog && ++*tries < kSelectionDialogTries) return;
+    timer->stop();
+    timer->deleteLater();
+    if (!dialog) return;
+    if (auto* list = dialog->findChild<QListWidget*>("cameraList"); list && row < list->count()) {
+      list->setCurrentRow(row);
+      dialog->accept();
+    }
+    if (dialog->isVisible()) dialog->reject();
+  });
+  timer->start(10);
+}
+
+// Builds the page's report and waits for it; true when a report is shown.
+bool buildAndWait(CReportPage* page) {
+  QEventLoop loop;
+  QObject::connect(page, &CReportPage::reportFinished, &loop, &QEventLoop::quit);
+  QTimer::singleShot(kReportTimeoutMs, &loop, &QEventLoop::quit);
+  page->buildReport();
+  if (page->isBuilding()) loop.exec();
+  return !page->isBuilding() && !page->report().empty();
 }
 
 }  // namespace
@@ -128,6 +182,41 @@ void DcamPralixDlg::showSimulatedBus() {
   m_simBus->raise();
 }
 
+void DcamPralixDlg::showEvent(QShowEvent* event) {
+  QDialog::showEvent(event);
+  // The native window is mapped after this event; its first expose is the
+  // moment the user can see it.
+  if (m_firstShown || m_watchingFirstExpose) return;
+  if (QWindow* window = windowHandle()) {
+    window->installEventFilter(this);
+    m_watchingFirstExpose = true;
+  }
+}
+
+void DcamPralixDlg::keyPressEvent(QKeyEvent* event) {
+  // The window has no default action. A dialog makes some button of its
+  // focus chain the default when shown, here one on a page that may not even
+  // be in view, and Enter typed in the tree or a box would press it. A
+  // focused button takes its own Enter before it gets here.
+  if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
+    event->accept();
+    return;
+  }
+  QDialog::keyPressEvent(event);
+}
+
+bool DcamPralixDlg::eventFilter(QObject* watched, QEvent* event) {
+  if (m_watchingFirstExpose && watched == windowHandle() && event->type() == QEvent::Expose &&
+      windowHandle()->isExposed()) {
+    watched->removeEventFilter(this);
+    m_watchingFirstExpose = false;
+    m_firstShown = true;
+    // Told once this expose has been handled, which is when the window is drawn.
+    QTimer::singleShot(0, this, &DcamPralixDlg::firstShown);
+  }
+  return QDialog::eventFilter(watched, event);
+}
+
 int DcamPralixDlg::saveScreenshots(const QString& directory) {
   if (!QDir().mkpath(directory)) return 0;
   const QDir dir(directory);
@@ -144,6 +233,40 @@ int DcamPralixDlg::saveScreenshots(const QString& directory) {
     if (m_simBus &&
         m_simBus->grab().save(dir.filePath(fileNameFor(captions.size() + 1, "simulated bus"))))
       ++saved;
+    m_simBus->close();
+  }
+  return saved + saveCameraScreenshots(dir);
+}
+
+int DcamPralixDlg::saveCameraScreenshots(const QDir& dir) {
+  const vxCameraList& cameras = *m_services.cameras;
+  if (cameras.size() == 0 || cameras.entry(0)->isUnplugged()) return 0;
+  int saved = 0;
+  auto save = [this, &dir, &saved](const QString& caption, const QString& state) {
+    QApplication::processEvents();
+    if (grab().save(dir.filePath(stateFileName(caption, state)))) ++saved;
+  };
+
+  if (auto* props = m_sheet->findChild<CPageDCAMProps*>()) {
+    m_sheet->selectPage(CPageDCAMProps::kCaption);
+    chooseInNextSelectionDialog(0);
+    props->selectCamera();
+    auto* features = props->findChild<QListWidget*>("featureList");
+    const QList<QListWidgetItem*> gain =
+        features ? features->findItems("Gain", Qt::MatchExactly) : QList<QListWidgetItem*>{};
+    if (props->selectedCamera() && !gain.isEmpty()) {
+      features->setCurrentItem(gain.first());
+      save(CPageDCAMProps::kCaption, "gain");
+    }
+  }
+  // The dump changes the camera's mode and features, so it comes last.
+  for (CReportPage* page : std::initializer_list<CReportPage*>{
+           m_sheet->findChild<CPageFormats*>(), m_sheet->findChild<CPageRegDump*>()}) {
+    if (!page) continue;
+    m_sheet->selectPage(page->windowTitle());
+    chooseInNextSelectionDialog(0);
+    page->selectCamera();
+    if (page->selectedCamera() && buildAndWait(page)) save(page->windowTitle(), "finished");
   }
   return saved;
 }

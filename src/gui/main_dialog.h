@@ -10,6 +10,7 @@
 #include "gui/sim_bus_dlg.h"
 
 class QAction;
+class QDir;
 class QLabel;
 class CBusEventLog;
 class CDcamPralixApp;
@@ -33,7 +34,9 @@ class DcamPralixDlg : public QDialog {
   QString moduleInformation() const;
 
   // Saves a PNG of every page of the tree (and of the simulated-bus window
-  // when there is one) into the folder; returns how many were saved.
+  // when there is one) into the folder, then of the pages at work on the
+  // first camera: a finished register dump, a finished capabilities report
+  // and the properties page showing Gain. Returns how many were saved.
   int saveScreenshots(const QString& directory);
 
   // Closing is refused while an acquisition runs.
@@ -44,7 +47,19 @@ class DcamPralixDlg : public QDialog {
   void showModuleInformation();
   void showSimulatedBus();
 
+ signals:
+  // The window has been put on screen and drawn for the first time.
+  void firstShown();
+
+ protected:
+  void showEvent(QShowEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
  private:
+  // The pictures of pages that show a camera's data; returns how many were saved.
+  int saveCameraScreenshots(const QDir& dir);
+
   CDcamPralixApp& m_app;
   CPageServices m_services;
   QWidget* m_parentWindow;
@@ -53,4 +68,6 @@ class DcamPralixDlg : public QDialog {
   CBusEventLog* m_log;
   QPointer<CSimBusDlg> m_simBus;
   QAction* m_simulatedBusAction;
+  bool m_watchingFirstExpose = false;
+  bool m_firstShown = false;
 };

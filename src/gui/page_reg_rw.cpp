@@ -68,6 +68,8 @@ CPageRegRW::CPageRegRW(const CPageServices& services, QWidget* parent)
 
   connect(m_selectButton, &QPushButton::clicked, this, &CPageRegRW::selectCamera);
   connect(m_readButton, &QPushButton::clicked, this, &CPageRegRW::readRegister);
+  // Enter in the address box reads, so addresses can be typed one after another.
+  connect(m_addressEdit, &QLineEdit::returnPressed, this, &CPageRegRW::readRegister);
   connect(m_writeButton, &QPushButton::clicked, this, &CPageRegRW::writeRegister);
   connect(m_resetButton, &QPushButton::clicked, this, &CPageRegRW::resetCamera);
 

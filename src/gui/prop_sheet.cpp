@@ -118,6 +118,9 @@ void DcamPralixPropSheet::addPage(QWidget* page) {
   auto* scroller = new QScrollArea;
   scroller->setWidgetResizable(true);
   scroller->setFrameShape(QFrame::NoFrame);
+  // The tab key goes from the tree straight to the page's first control;
+  // the scroller follows the focus by itself.
+  scroller->setFocusPolicy(Qt::NoFocus);
   scroller->setWidget(page);
   m_stack->addWidget(scroller);
 }

@@ -2,6 +2,7 @@
 // delivery of bus events to the GUI thread.
 #include <QAction>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -10,6 +11,9 @@
 #include <QThread>
 #include <QTreeWidget>
 #include <QtTest>
+
+#include <chrono>
+#include <thread>
 
 #include "app/camera_list.h"
 #include "app/fake_dcam_module.h"
@@ -80,6 +84,30 @@ class EventReceiver : public QObject {
   CQueuedCalls m_calls{this};
 };
 
+// Answers every modal dialog that comes up while it lives: picks the row of
+// a camera selection and presses OK, or cancels when row is -1. Counts them.
+class ModalAnswer {
+ public:
+  explicit ModalAnswer(int row = -1) {
+    QObject::connect(&m_timer, &QTimer::timeout, [this, row] {
+      auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+      if (!dialog) return;
+      ++count;
+      auto* list = dialog->findChild<QListWidget*>("cameraList");
+      if (row >= 0 && list) {
+        list->setCurrentRow(row);
+        dialog->accept();
+      }
+      if (dialog->isVisible()) dialog->reject();
+    });
+    m_timer.start(10);
+  }
+  int count = 0;
+
+ private:
+  QTimer m_timer;
+};
+
 const QRegularExpression kStamp("^\\d\\d/\\d\\d-\\d\\d:\\d\\d:\\d\\d-:");
 
 }  // namespace
@@ -139,6 +167,131 @@ class TestShell : public QObject {
     f.dialog->resize(1200, 800);
     QTRY_VERIFY(f.currentPage()->width() >= small.width() + 300);
     QVERIFY(f.currentPage()->height() >= small.height() + 250);
+  }
+
+  void firstShownIsToldOnceWhenTheWindowIsOnScreen() {
+    ShellFixture f;
+    QVERIFY(QTest::qWaitForWindowExposed(f.dialog.get()));
+    // The fixture's dialog was shown before a spy could listen: a new one.
+    CPageServices services;
+    services.cameras = &f.cameras;
+    services.prompter = &f.prompter;
+    DcamPralixDlg dialog(f.app, services);
+    QSignalSpy shown(&dialog, &DcamPralixDlg::firstShown);
+    QTest::qWait(20);
+    QCOMPARE(shown.count(), 0);
+    dialog.show();
+    QTRY_COMPARE(shown.count(), 1);
+    QVERIFY(dialog.windowHandle()->isExposed());
+    dialog.hide();
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    QTest::qWait(20);
+    QCOMPARE(shown.count(), 1);
+  }
+
+  void startupTimingReadsTheProcessStartAndSaysBoth() {
+    // Field 22 counted past a command name holding blanks and parentheses.
+    QByteArray stat = "4242 (odd) name (x)) S 1 4242 4242 0 -1 4194560 100 0 0 0 1 2 0 0 20 0 3 0 ";
+    QCOMPARE(CDcamPralixApp::processStartTicks(stat + "987654 123 456\n"),
+             std::optional<std::uint64_t>(987654));
+    QVERIFY(!CDcamPralixApp::processStartTicks(stat).has_value());
+    QVERIFY(!CDcamPralixApp::processStartTicks("4242 odd S 1 2 3").has_value());
+    QVERIFY(!CDcamPralixApp::processStartTicks(stat + "x12 1 2\n").has_value());
+
+    // This test program started a moment ago, and the clock runs in seconds.
+    const std::optional<double> first = CDcamPralixApp::secondsSinceProcessStart();
+    QVERIFY(first.has_value());
+    QVERIFY2(*first >= 0.0 && *first < 600.0, qPrintable(QString::number(*first)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const double waited = *CDcamPralixApp::secondsSinceProcessStart() - *first;
+    QVERIFY2(waited > 0.25 && waited < 1.5, qPrintable(QString::number(waited)));
+
+    using std::chrono::microseconds;
+    QCOMPARE(CDcamPralixApp::startupTimingText(microseconds(123456), 0.2004),
+             QString("Start-up: first window shown 123.5 ms after main() began, "
+                     "200 ms after the process started"));
+    QCOMPARE(CDcamPralixApp::startupTimingText(microseconds(5000), std::nullopt),
+             QString("Start-up: first window shown 5.0 ms after main() began"));
+  }
+
+  void tabRunsFromTheTreeThroughThePageToClose() {
+    ShellFixture f;
+    f.dialog->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(f.dialog.get()));
+    QCOMPARE(QApplication::focusWidget(), f.tree());
+    f.clickNode("DCAM Utilites::Register Read/Write");
+    QWidget* page = f.currentPage();
+    {
+      ModalAnswer chooseFirst(0);
+      QTest::keyClick(f.tree(), Qt::Key_Tab);
+      QCOMPARE(QApplication::focusWidget()->objectName(), QString("selectedCamera"));
+      QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+      QCOMPARE(QApplication::focusWidget()->objectName(), QString("selectButton"));
+      // Enter on a focused button presses it.
+      QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+      QCOMPARE(chooseFirst.count, 1);
+    }
+    // The focus comes back to the button once the main window is active again
+    // (the offscreen platform has no window manager to hand the activation back).
+    f.dialog->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(f.dialog.get()));
+    QTRY_VERIFY(QApplication::focusWidget());
+    QCOMPARE(QApplication::focusWidget()->objectName(), QString("selectButton"));
+    QCOMPARE(page->findChild<QLineEdit*>("selectedCamera")->text(),
+             QString::fromStdString(f.cameras.entry(0)->displayName()));
+    QStringList order;
+    for (int i = 0; i < 8; ++i) {
+      QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+      order.append(QApplication::focusWidget()->objectName());
+    }
+    QCOMPARE(order, (QStringList{"addressEdit", "readButton", "valueEdit", "writeButton",
+                                 "resetButton", "closeButton", "pageTree", "selectedCamera"}));
+  }
+
+  void enterInTheAddressBoxReadsAndNothingElse() {
+    ShellFixture f;
+    f.clickNode("DCAM Utilites::Register Read/Write");
+    QWidget* page = f.currentPage();
+    {
+      ModalAnswer chooseSecond(1);
+      QTest::mouseClick(page->findChild<QPushButton*>("selectButton"), Qt::LeftButton);
+    }
+    f.module.fake(1).set(0x604, 0x1F);
+    auto* address = page->findChild<QLineEdit*>("addressEdit");
+    auto* value = page->findChild<QLineEdit*>("valueEdit");
+    ModalAnswer anyDialog;
+    address->setFocus();
+    QTest::keyClicks(address, "604");
+    QTest::keyClick(address, Qt::Key_Return);
+    QCOMPARE(value->text(), QString("0000001F"));
+    // Ready for the next address.
+    QCOMPARE(address->selectedText(), QString("604"));
+    QTest::keyClicks(address, "zz");
+    QTest::keyClick(address, Qt::Key_Enter, Qt::KeypadModifier);
+    QCOMPARE(f.prompter.texts(), QStringList{"The address \"zz\" is not a hexadecimal number."});
+    QCOMPARE(value->text(), QString("0000001F"));
+    QVERIFY(f.dialog->isVisible());
+    QCOMPARE(anyDialog.count, 0);
+  }
+
+  void enterInTheTreePressesNoButtonOfAnyPage() {
+    ShellFixture f;
+    ModalAnswer anyDialog;
+    // Each page in view in turn, and one of its buttons focused and left
+    // before, so that it was the dialog's default for a while.
+    for (const QString& caption : f.dialog->sheet()->nodeCaptions()) {
+      f.clickNode(caption);
+      if (auto* button = f.currentPage()->findChild<QPushButton*>()) {
+        button->setFocus();
+        f.tree()->setFocus();
+      }
+      QTest::keyClick(f.tree(), Qt::Key_Return);
+      QTest::keyClick(f.tree(), Qt::Key_Enter, Qt::KeypadModifier);
+      QVERIFY2(f.dialog->isVisible(), qPrintable(caption));
+      QVERIFY2(anyDialog.count == 0, qPrintable(caption));
+    }
+    QVERIFY(f.prompter.messages.isEmpty());
   }
 
   void closeIsRefusedWhileAnAcquisitionRuns() {
