@@ -2,7 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <chrono>
 #include <cmath>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
 
 #include "base/time_stamp.h"
 #include "modules/qrvnvdcam/sim/iidc_registers.h"
@@ -349,7 +354,7 @@ TEST(SimCameraShots, ShotRegistersReachTheHook) {
   EXPECT_EQ(readOk(camera, 0x61C), 0u);
 
   std::vector<std::pair<vx_SimShotControl, uint32_t>> seen;
-  camera.setShotHook(
+  camera.addShotHook(
       [&](vx_SimShotControl control, uint32_t value) { seen.emplace_back(control, value); });
   writeOk(camera, 0x614, 0x80000000u);
   writeOk(camera, 0x61C, 0x40000005u);
@@ -367,4 +372,62 @@ TEST(SimCameraShots, ShotRegistersReachTheHook) {
   writeOk(camera, 0x000, 0x80000000u);  // INITIALIZE stops the stream
   ASSERT_EQ(seen.size(), 4u);
   EXPECT_EQ(seen[3], std::make_pair(vx_SimShotControl::IsoEnable, 0u));
+}
+
+TEST(SimCameraShots, EveryHookHearsEveryShotUntilRemoved) {
+  vx_SimCamera camera(shippedProfile("tessaly-f7flex"));
+  std::vector<int> heard;
+  const auto first = camera.addShotHook([&](vx_SimShotControl, uint32_t) { heard.push_back(1); });
+  const auto second = camera.addShotHook([&](vx_SimShotControl, uint32_t) { heard.push_back(2); });
+  writeOk(camera, 0x61C, 0x80000000u);
+  EXPECT_EQ(heard, (std::vector<int>{1, 2}));
+  // A shot stays pending while anyone may deliver it.
+  EXPECT_EQ(readOk(camera, 0x61C), 0x80000000u);
+  camera.finishShot();
+
+  camera.removeShotHook(first);
+  heard.clear();
+  writeOk(camera, 0x61C, 0x80000000u);
+  EXPECT_EQ(heard, (std::vector<int>{2}));
+  camera.finishShot();
+
+  camera.removeShotHook(second);
+  camera.removeShotHook(second);  // twice is harmless
+  heard.clear();
+  writeOk(camera, 0x61C, 0x80000000u);
+  EXPECT_TRUE(heard.empty());
+  EXPECT_EQ(readOk(camera, 0x61C), 0u) << "with nobody left a shot is served at once";
+}
+
+TEST(SimCameraShots, RemovalWaitsForAHookCallUnderWay) {
+  vx_SimCamera camera(shippedProfile("tessaly-f7flex"));
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool inside = false, release = false, finished = false;
+  const auto id = camera.addShotHook([&](vx_SimShotControl, uint32_t) {
+    std::unique_lock lock(mutex);
+    inside = true;
+    changed.notify_all();
+    changed.wait(lock, [&] { return release; });
+    finished = true;
+  });
+  std::thread writer([&] { writeOk(camera, 0x614, 0x80000000u); });
+  {
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [&] { return inside; });
+  }
+  std::thread remover([&] {
+    camera.removeShotHook(id);
+    std::lock_guard lock(mutex);
+    // The hook's owner may go now: its call has ended.
+    EXPECT_TRUE(finished);
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  {
+    std::lock_guard lock(mutex);
+    release = true;
+  }
+  changed.notify_all();
+  writer.join();
+  remover.join();
 }

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "modules/qrvnvdcam/sim/sim_camera.h"
+#include "modules/qrvnvdcam/sim/sim_transmitter.h"
 #include "modules/qrvnvdcam/vfw/vfw_bus.h"
 
 namespace {
@@ -251,7 +252,10 @@ TEST_F(VfwBusTest, ReceiveContextFillsQueuedPacketsAndInterruptsPerFrame) {
   EXPECT_EQ((first >> 4) & 0xF, 0xAu);  // isochronous data block
   EXPECT_EQ(first & 0xF, 1u);           // sy: the frame starts here
   std::vector<uint8_t> expected(frameBytes);
-  vx_SimScene().render(0, 640, 480, vxPixelCoding::Mono8, vx_SimSceneParams{}, expected.data(), expected.size());
+  // The camera's own frame 0, in the look its power-on registers give.
+  const vx_SimCamera powerOn(profiles({"korvane-kv640m"}).front());
+  vx_SimScene().render(0, 640, 480, vxPixelCoding::Mono8, vxSimSceneParams(powerOn, false), expected.data(),
+                       expected.size());
   EXPECT_EQ(std::memcmp(buffer, expected.data(), frameBytes), 0);
   bus.unmapping(buffer, frameBytes);
   ::munmap(buffer, frameBytes);

@@ -7,6 +7,10 @@
 //                                  each one is
 //   vfw_layer_probe unplug         streams camera 0, prints "streaming", then waits for the
 //                                  frame that says the camera left
+//   vfw_layer_probe overrun BUFFERS FORMAT MODE RATE
+//                                  streams camera 0 into BUFFERS buffers, keeps up for three
+//                                  frames, prints "falling behind", sleeps for BUFFERS + 3
+//                                  frame periods, then takes BUFFERS + 2 frames
 #include <stdarg.h>
 
 #include <chrono>
@@ -16,11 +20,14 @@
 #include <cstring>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "modules/qrvnvdcam/dc1394/dc1394_bus.h"
 #include "modules/qrvnvdcam/sim/profile.h"
 #include "modules/qrvnvdcam/sim/scene.h"
+#include "modules/qrvnvdcam/sim/sim_camera.h"
+#include "modules/qrvnvdcam/sim/sim_transmitter.h"
 
 namespace {
 
@@ -66,13 +73,28 @@ bool paramsOf(vx_Dc1394BusLayer& layer, vx_StreamParams& params) {
   return true;
 }
 
-// The scene frame number a received frame shows; -1 when it shows none of the first 200.
-int sceneFrameOf(const vx_StreamParams& params, const std::vector<uint8_t>& bytes) {
+// How camera 0 of the virtual bus renders its scene at power-on: its
+// brightness, gain and shutter as the profile starts them.
+vx_SimSceneParams powerOnLook() {
+  std::string name = "korvane-kv640m";
+  if (const char* list = std::getenv("PRALIX_VFW_PROFILES"); list && *list) {
+    name = list;
+    name = name.substr(0, name.find(','));
+  }
+  const char* data = std::getenv("PRALIX_DATA_DIR");
+  const std::vector<std::string> dirs = {std::string(data ? data : PRALIX_SOURCE_DATA_DIR) + "/profiles"};
+  const vx_SimCamera camera(vxLoadSimProfile(vxResolveSimProfile(name, dirs)));
+  return vxSimSceneParams(camera, false);
+}
+
+// The scene frame number a received frame shows, from first on; -1 when it
+// shows none of the next 40.
+int sceneFrameOf(const vx_StreamParams& params, const std::vector<uint8_t>& bytes, int first = 0) {
+  static const vx_SimSceneParams look = powerOnLook();
   vx_SimScene scene;
   std::vector<uint8_t> expected(params.frameBytes);
-  for (int n = 0; n < 200; ++n) {
-    scene.render(uint64_t(n), params.width, params.height, params.coding, vx_SimSceneParams{}, expected.data(),
-                 expected.size());
+  for (int n = first; n < first + 40; ++n) {
+    scene.render(uint64_t(n), params.width, params.height, params.coding, look, expected.data(), expected.size());
     if (expected == bytes) return n;
   }
   return -1;
@@ -134,6 +156,52 @@ int stream(vx_Dc1394BusLayer& layer, int frames, bool untilUnplug) {
   return result;
 }
 
+bool setMode(vx_Dc1394BusLayer& layer, char** args) {
+  const uint32_t format = uint32_t(std::atoi(args[0])), mode = uint32_t(std::atoi(args[1])),
+                 rate = uint32_t(std::atoi(args[2]));
+  if (!layer.writeQuadlet(0, 0x608, format << 29, nullptr) || !layer.writeQuadlet(0, 0x604, mode << 29, nullptr) ||
+      !layer.writeQuadlet(0, 0x600, rate << 29, nullptr)) {
+    line("setting the mode failed");
+    return false;
+  }
+  return true;
+}
+
+int overrun(vx_Dc1394BusLayer& layer, unsigned buffers) {
+  vx_StreamParams params;
+  if (!paramsOf(layer, params)) return 1;
+  std::unique_ptr<vx_DcamStream> s = layer.openStream(0, params);
+  std::string error;
+  if (!s || !s->start(buffers, &error) || !layer.writeQuadlet(0, 0x614, 0x80000000u, &error)) {
+    line("start failed: %s", error.c_str());
+    return 1;
+  }
+  int scene = 0;
+  auto take = [&](int count) {
+    for (int i = 0; i < count; ++i) {
+      const auto frame = s->waitFrame(5.0);
+      if (!frame || !frame->hasImage()) {
+        line("no frame");
+        return false;
+      }
+      const int shown = sceneFrameOf(params, *frame->data, scene);
+      if (shown >= 0) scene = shown;
+      line("frame %llu flags %u scene %d", static_cast<unsigned long long>(frame->sequence), frame->flags, shown);
+    }
+    return true;
+  };
+  if (!take(3)) return 1;
+  line("falling behind");
+  const char* scale = std::getenv("PRALIX_SIM_TIMESCALE");
+  const double speed = scale && std::atof(scale) > 0 ? std::atof(scale) : 1.0;
+  const double period = 1.0 / (1.875 * double(1u << params.rate)) / speed;
+  std::this_thread::sleep_for(std::chrono::duration<double>(period * (buffers + 3)));
+  const bool ok = take(int(buffers) + 2);
+  layer.writeQuadlet(0, 0x614, 0, nullptr);
+  s->stop();
+  return ok ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -149,16 +217,12 @@ int main(int argc, char** argv) {
   int result = 2;
   if (what == "events") result = events(*layer, count);
   if (what == "stream") {
-    if (argc > 5) {
-      const uint32_t format = uint32_t(std::atoi(argv[3])), mode = uint32_t(std::atoi(argv[4])),
-                     rate = uint32_t(std::atoi(argv[5]));
-      if (!layer->writeQuadlet(0, 0x608, format << 29, nullptr) || !layer->writeQuadlet(0, 0x604, mode << 29, nullptr) ||
-          !layer->writeQuadlet(0, 0x600, rate << 29, nullptr)) {
-        line("setting the mode failed");
-        return 1;
-      }
-    }
+    if (argc > 5 && !setMode(*layer, argv + 3)) return 1;
     result = stream(*layer, count, false);
+  }
+  if (what == "overrun") {
+    if (argc < 6 || !setMode(*layer, argv + 3)) return 2;
+    result = overrun(*layer, unsigned(count));
   }
   if (what == "unplug") {
     watch(*layer);

@@ -89,6 +89,7 @@ bool vx_Dc1394Stream::start(unsigned bufferCount, std::string* error) {
     return false;
   }
   m_running = true;
+  m_held.clear();
   m_sent = 0;
   m_overrun = false;
   return true;
@@ -97,6 +98,8 @@ bool vx_Dc1394Stream::start(unsigned bufferCount, std::string* error) {
 void vx_Dc1394Stream::stop() {
   if (!m_running) return;
   m_running = false;
+  // The buffers go with the capture; nothing may point into them afterwards.
+  m_held.clear();
   std::lock_guard lock(*m_host.transactions);
   dc1394_capture_stop(m_host.camera);
 }
@@ -121,34 +124,47 @@ vx_DcamFrame vx_Dc1394Stream::marker(uint32_t flags) const {
 }
 
 std::optional<vx_DcamFrame> vx_Dc1394Stream::takeFrame() {
-  for (;;) {
+  bool failed = false;
+  while (m_held.size() < m_ringSize) {
     dc1394video_frame_t* source = nullptr;
-    const dc1394error_t result = dc1394_capture_dequeue(m_host.camera, DC1394_CAPTURE_POLICY_POLL, &source);
-    if (result != DC1394_SUCCESS) {
-      if (!plugged()) return marker(vx_DcamFrame::kUnplugged);
-      // The ring lost track of a frame: one the camera sent and that never
-      // arrived whole.
-      vx_DcamFrame lost = marker(vx_DcamFrame::kIncomplete);
-      lost.sequence = m_sent++;
-      return lost;
+    if (dc1394_capture_dequeue(m_host.camera, DC1394_CAPTURE_POLICY_POLL, &source) != DC1394_SUCCESS) {
+      failed = true;
+      break;
     }
-    if (!source) return std::nullopt;
-    // Every buffer of the ring was full, so the kernel had nowhere to put
-    // what the camera kept sending: drop this oldest frame to make room and
-    // tell the receiver with the next one.
-    if (m_ringSize > 1 && source->frames_behind + 1 >= m_ringSize) {
-      dc1394_capture_enqueue(m_host.camera, source);
-      ++m_sent;
-      m_overrun = true;
-      continue;
-    }
-    const bool corrupt = dc1394_capture_is_frame_corrupt(m_host.camera, source) == DC1394_TRUE;
-    vx_DcamFrame frame = vxFrameFromDc1394(*source, corrupt, m_params, m_sent++, m_overrun,
-                                           std::chrono::system_clock::now(), Clock::now());
-    m_overrun = false;
-    dc1394_capture_enqueue(m_host.camera, source);
-    return frame;
+    if (!source) break;
+    m_held.push_back(source);
   }
+  if (m_held.empty()) {
+    if (!failed) return std::nullopt;
+    if (!plugged()) return marker(vx_DcamFrame::kUnplugged);
+    // The ring lost track of a frame: one the camera sent and that never
+    // arrived whole.
+    vx_DcamFrame lost = marker(vx_DcamFrame::kIncomplete);
+    lost.sequence = m_sent++;
+    return lost;
+  }
+  // Every buffer of the ring is full, so the kernel has had nowhere to put
+  // what the camera kept sending: drop the oldest frame to make room and tell
+  // the receiver with the next one.
+  if (m_ringSize > 1 && m_held.size() >= m_ringSize) {
+    dc1394_capture_enqueue(m_host.camera, m_held.front());
+    m_held.pop_front();
+    ++m_sent;
+    m_overrun = true;
+  }
+  dc1394video_frame_t* source = m_held.front();
+  m_held.pop_front();
+  const bool corrupt = dc1394_capture_is_frame_corrupt(m_host.camera, source) == DC1394_TRUE;
+  vx_DcamFrame frame = vxFrameFromDc1394(*source, corrupt, m_params, m_sent++, m_overrun,
+                                         std::chrono::system_clock::now(), Clock::now());
+  m_overrun = false;
+  dc1394_capture_enqueue(m_host.camera, source);
+  return frame;
+}
+
+void vx_Dc1394Stream::returnHeld() {
+  for (dc1394video_frame_t* source : m_held) dc1394_capture_enqueue(m_host.camera, source);
+  m_held.clear();
 }
 
 std::optional<vx_DcamFrame> vx_Dc1394Stream::waitFrame(double timeoutSeconds) {
@@ -189,6 +205,8 @@ std::optional<vx_DcamFrame> vx_Dc1394Stream::waitFrame(double timeoutSeconds) {
 
 void vx_Dc1394Stream::flush() {
   if (!m_running) return;
+  m_sent += m_held.size();
+  returnHeld();
   for (;;) {
     dc1394video_frame_t* source = nullptr;
     if (dc1394_capture_dequeue(m_host.camera, DC1394_CAPTURE_POLICY_POLL, &source) != DC1394_SUCCESS || !source)

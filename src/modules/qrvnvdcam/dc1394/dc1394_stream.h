@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <mutex>
 
@@ -49,6 +50,8 @@ class vx_Dc1394Stream final : public vx_DcamStream {
  private:
   // The oldest frame libdc1394 holds, without waiting.
   std::optional<vx_DcamFrame> takeFrame();
+  // Gives every buffer taken from the ring and not handed out back to it.
+  void returnHeld();
   vx_DcamFrame marker(uint32_t flags) const;
   bool plugged() const { return !m_host.plugged || m_host.plugged(); }
 
@@ -58,6 +61,11 @@ class vx_Dc1394Stream final : public vx_DcamStream {
   std::atomic<bool> m_interruptPending{false};
   bool m_running = false;
   unsigned m_ringSize = 0;
+  // Filled buffers taken from libdc1394's ring, oldest first, not yet handed
+  // out. libdc1394's Linux capture never says how far behind the reader is,
+  // so the stream takes everything ready at once: when that is the whole
+  // ring, the kernel has had nowhere to put what the camera kept sending.
+  std::deque<dc1394video_frame_t*> m_held;
   uint64_t m_sent = 0;     // frames received since start(), handed out or dropped
   bool m_overrun = false;  // the next frame handed out follows dropped ones
 };

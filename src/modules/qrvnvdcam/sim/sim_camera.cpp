@@ -485,7 +485,7 @@ bool vx_SimCamera::readQuadlet(uint32_t address, uint32_t& value, std::string* e
 
 bool vx_SimCamera::writeQuadlet(uint32_t address, uint32_t value, std::string* error) {
   std::vector<std::pair<vx_SimShotControl, uint32_t>> shots;
-  ShotHook hook;
+  std::vector<std::pair<ShotHookId, ShotHook>> hooks;
   {
     std::lock_guard lock(m_mutex);
     if (m_writeLatency.count() > 0) std::this_thread::sleep_for(m_writeLatency);
@@ -500,10 +500,17 @@ bool vx_SimCamera::writeQuadlet(uint32_t address, uint32_t value, std::string* e
     const uint32_t previous = r.value;
     r.value = (r.value & ~r.writeMask) | (value & r.writeMask);
     afterWrite(absolute, previous, shots);
-    hook = m_shotHook;
+    if (shots.empty() || m_shotHooks.empty()) return true;
+    hooks = m_shotHooks;
+    ++m_hookCalls;
   }
-  if (hook)
-    for (const auto& [control, v] : shots) hook(control, v);
+  for (const auto& [control, v] : shots)
+    for (const auto& [id, hook] : hooks) hook(control, v);
+  {
+    std::lock_guard lock(m_mutex);
+    --m_hookCalls;
+  }
+  m_hooksIdle.notify_all();
   return true;
 }
 
@@ -542,7 +549,7 @@ void vx_SimCamera::afterWrite(uint32_t absolute, uint32_t previous,
       if (offset == kSoftwareTrigger && (r.value & bit(0)))
         shots.emplace_back(vx_SimShotControl::SoftwareTrigger, r.value);
       // With nobody to deliver images, a requested shot is served at once.
-      if (!m_shotHook && offset != kIsoEnable) r.value &= ~(bit(0) | bit(1));
+      if (m_shotHooks.empty() && offset != kIsoEnable) r.value &= ~(bit(0) | bit(1));
       break;
     }
     case Kind::FeatureControl:
@@ -677,9 +684,18 @@ uint32_t vx_SimCamera::powerOnFeatureValue(int feature) const {
   return m_powerOn.at(kBase + kFeatureControl + featureOffset(feature)).value & kCtlValue;
 }
 
-void vx_SimCamera::setShotHook(ShotHook hook) {
+vx_SimCamera::ShotHookId vx_SimCamera::addShotHook(ShotHook hook) {
   std::lock_guard lock(m_mutex);
-  m_shotHook = std::move(hook);
+  const ShotHookId id = m_nextHookId++;
+  m_shotHooks.emplace_back(id, std::move(hook));
+  return id;
+}
+
+void vx_SimCamera::removeShotHook(ShotHookId id) {
+  std::unique_lock lock(m_mutex);
+  std::erase_if(m_shotHooks, [id](const auto& entry) { return entry.first == id; });
+  // A write that copied the list before may still be calling the hook.
+  m_hooksIdle.wait(lock, [this] { return m_hookCalls == 0; });
 }
 
 void vx_SimCamera::finishShot() {

@@ -2,12 +2,14 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "acquisition/dcam_camera.h"
@@ -48,6 +50,7 @@ class vx_SimCamera {
   // Called after a write to ISO_EN, ONE_SHOT/MULTI_SHOT or SOFTWARE_TRIGGER,
   // outside the camera's lock, with the register's new value.
   using ShotHook = std::function<void(vx_SimShotControl control, uint32_t value)>;
+  using ShotHookId = uint64_t;
 
   explicit vx_SimCamera(vx_SimProfile profile);
 
@@ -78,7 +81,13 @@ class vx_SimCamera {
   vx_SimTriggerSetting triggerSetting() const;
   // The profile's value field of a feature at power-on.
   uint32_t powerOnFeatureValue(int feature) const;
-  void setShotHook(ShotHook hook);
+  // Every hook added hears every shot write, in the order they were added,
+  // so image delivery and anything watching it never push one another out.
+  // Removal waits until no call of any hook is under way, so that the
+  // removed hook's owner may go away at once; it must not be called from
+  // inside a hook.
+  ShotHookId addShotHook(ShotHook hook);
+  void removeShotHook(ShotHookId id);
   // Image delivery calls this once a one-shot, multi-shot or software
   // trigger has been served; without a hook those bits clear at once.
   void finishShot();
@@ -149,5 +158,8 @@ class vx_SimCamera {
   std::chrono::microseconds m_readLatency{0};
   std::chrono::microseconds m_writeLatency{0};
   uint64_t m_transactions = 0;
-  ShotHook m_shotHook;
+  std::vector<std::pair<ShotHookId, ShotHook>> m_shotHooks;
+  ShotHookId m_nextHookId = 1;
+  int m_hookCalls = 0;  // writes calling hooks right now
+  std::condition_variable m_hooksIdle;
 };

@@ -116,12 +116,12 @@ uint32_t vxSimBytesPerCycle(const vx_SimVideoSetting& setting) {
 vx_SimTransmitter::vx_SimTransmitter(vx_SimCamera& camera, vx_SimBandwidth& bandwidth,
                                      double timeScale)
     : m_camera(camera), m_bandwidth(bandwidth), m_timeScale(std::max(timeScale, 0.0)) {
-  m_camera.setShotHook(
+  m_hookId = m_camera.addShotHook(
       [this](vx_SimShotControl control, uint32_t value) { onShot(control, value); });
 }
 
 vx_SimTransmitter::~vx_SimTransmitter() {
-  m_camera.setShotHook({});
+  m_camera.removeShotHook(m_hookId);
   std::lock_guard control(m_controlMutex);
   {
     std::lock_guard lock(m_mutex);

@@ -101,6 +101,7 @@ class vx_SimTransmitter {
                               const vx_StreamParams& params, const vx_SimSceneParams& look);
 
   vx_SimCamera& m_camera;
+  vx_SimCamera::ShotHookId m_hookId = 0;
   vx_SimBandwidth& m_bandwidth;
   vx_SimScene m_scene;  // the thread's own
 

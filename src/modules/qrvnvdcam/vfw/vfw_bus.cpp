@@ -106,6 +106,17 @@ std::vector<std::string> splitList(const char* text) {
   return items;
 }
 
+// Frames a feed holds for the bus; the bus empties it every few milliseconds.
+constexpr unsigned kFeedFrames = 8;
+
+// Whether frames made for one setting fit another: the geometry and the
+// packets they travel in. The Format_7 region's place is read per frame.
+bool sameFrames(const vx_SimVideoSetting& a, const vx_SimVideoSetting& b) {
+  return a.format == b.format && a.mode == b.mode && a.rate == b.rate && a.width == b.width &&
+         a.height == b.height && a.coding == b.coding && a.bytesPerPacket == b.bytesPerPacket &&
+         a.packetsPerFrame == b.packetsPerFrame;
+}
+
 }  // namespace
 
 std::optional<vx_VfwPacketing> vxVfwStandardPacketing(uint32_t width, uint32_t height,
@@ -124,6 +135,24 @@ std::optional<vx_VfwPacketing> vxVfwStandardPacketing(uint32_t width, uint32_t h
   return p;
 }
 
+namespace {
+
+// The packets a camera sends its frames in: the standard table, or what the
+// Format_7 registers say. Nothing when the setting sends no whole packets.
+std::optional<vx_VfwPacketing> packetingOf(const vx_SimVideoSetting& setting) {
+  if (!setting.valid) return std::nullopt;
+  if (setting.format != 7)
+    return vxVfwStandardPacketing(setting.width, setting.height, setting.coding, setting.rate);
+  if (!setting.bytesPerPacket || !setting.packetsPerFrame) return std::nullopt;
+  vx_VfwPacketing p;
+  p.bytesPerPacket = setting.bytesPerPacket;
+  p.packetsPerFrame = setting.packetsPerFrame;
+  p.framePeriodNs = uint64_t(setting.packetsPerFrame) * kCycleNs;
+  return p;
+}
+
+}  // namespace
+
 // ---------------------------------------------------------------------------
 // Making the bus
 
@@ -140,11 +169,7 @@ vx_VfwBus::vx_VfwBus(std::vector<vx_SimProfile> profiles, vx_VfwLibc libc)
   if (!m_libc.close) m_libc.close = ::close;
   if (!m_libc.mmap) m_libc.mmap = ::mmap;
   m_incarnation.assign(size_t(m_sim->cameraCount()), 0);
-  m_streams.resize(size_t(m_sim->cameraCount()));
-  m_pendingShots.assign(size_t(m_sim->cameraCount()), 0);
-  for (int i = 0; i < m_sim->cameraCount(); ++i)
-    m_sim->simCamera(i).setShotHook(
-        [this, i](vx_SimShotControl control, uint32_t value) { shot(i, control, value); });
+  m_feeds.resize(size_t(m_sim->cameraCount()));
   char pattern[] = "/tmp/pralix-vfw-XXXXXX";
   if (::mkdtemp(pattern)) m_sysfsRoot = pattern;
   m_sysfsDevices = m_sysfsRoot + "/devices";
@@ -163,7 +188,12 @@ vx_VfwBus::~vx_VfwBus() {
   if (m_wakeFd >= 0) [[maybe_unused]] ssize_t n = ::write(m_wakeFd, &one, sizeof one);
   if (m_streamThread.joinable()) m_streamThread.join();
   if (m_controlThread.joinable()) m_controlThread.join();
-  for (int i = 0; i < m_sim->cameraCount(); ++i) m_sim->simCamera(i).setShotHook({});
+  {
+    std::lock_guard feeds(m_feedMutex);
+    for (Feed& feed : m_feeds)
+      if (feed.stream) feed.stream->stop();
+    m_feeds.clear();
+  }
   std::vector<int> fds;
   {
     std::lock_guard lock(m_mutex);
@@ -573,8 +603,12 @@ bool vx_VfwBus::transaction(int node, uint32_t tcode, uint64_t offset, const uin
     return true;
   }
   vx_SimCamera& camera = m_sim->simCamera(node - 1);
-  for (uint32_t i = 0; i < quads; ++i) {
-    bool ok;
+  // The camera's frames must have somewhere to go before a write that asks
+  // for them (ISO_EN, ONE_SHOT ...) and must follow a write that changes
+  // their make-up (format, mode, rate, Format_7 size and packet).
+  if (!read) syncFeed(node - 1);
+  bool ok = true;
+  for (uint32_t i = 0; ok && i < quads; ++i) {
     if (read) {
       uint32_t value = 0;
       ok = camera.readQuadlet(address + 4 * i, value);
@@ -582,13 +616,13 @@ bool vx_VfwBus::transaction(int node, uint32_t tcode, uint64_t offset, const uin
     } else {
       ok = camera.writeQuadlet(address + 4 * i, in[i]);
     }
-    if (!ok) {
-      rcode = RCODE_ADDRESS_ERROR;
-      out.clear();
-      return false;
-    }
   }
-  return true;
+  if (!read) syncFeed(node - 1);
+  if (!ok) {
+    rcode = RCODE_ADDRESS_ERROR;
+    out.clear();
+  }
+  return ok;
 }
 
 int vx_VfwBus::sendRequest(Client& c, void* arg) {
@@ -817,6 +851,7 @@ bool vx_VfwBus::unplug(int camera) {
   std::lock_guard lock(m_mutex);
   if (camera < 0 || camera >= m_sim->cameraCount() || !m_sim->isPlugged(camera)) return false;
   m_sim->unplug(camera);
+  syncFeed(camera);
   for (auto& [fd, c] : m_clients)
     if (c->node == camera + 1) kill(*c);
   writeSysfs();
@@ -828,12 +863,8 @@ bool vx_VfwBus::replug(int camera) {
   std::lock_guard lock(m_mutex);
   if (camera < 0 || camera >= m_sim->cameraCount() || m_sim->isPlugged(camera)) return false;
   ++m_incarnation[size_t(camera)];
-  m_streams[size_t(camera)] = Stream{};
-  {
-    std::lock_guard shots(m_shotMutex);
-    m_pendingShots[size_t(camera)] = 0;
-  }
   m_sim->replug(camera);
+  syncFeed(camera);
   writeSysfs();
   announceReset();
   return true;
@@ -889,23 +920,6 @@ void vx_VfwBus::startControl(const std::string& path) {
 // ---------------------------------------------------------------------------
 // Isochronous streams
 
-void vx_VfwBus::shot(int camera, vx_SimShotControl control, uint32_t value) {
-  std::lock_guard lock(m_shotMutex);
-  uint32_t& pending = m_pendingShots[size_t(camera)];
-  switch (control) {
-    case vx_SimShotControl::OneShot:
-    case vx_SimShotControl::SoftwareTrigger:
-      pending += 1;
-      break;
-    case vx_SimShotControl::MultiShot:
-      pending += std::max(1u, value & 0xFFFFu);
-      break;
-    case vx_SimShotControl::IsoEnable:
-      break;
-  }
-  m_wake.notify_all();
-}
-
 void vx_VfwBus::deliverPacket(Client& c, const uint8_t* payload, uint32_t length, bool sy, uint32_t stamp) {
   IsoContext& iso = *c.iso;
   if (!iso.running || iso.queue.empty()) return;  // no buffer: the packet is lost
@@ -948,94 +962,89 @@ void vx_VfwBus::deliverPacket(Client& c, const uint8_t* payload, uint32_t length
   }
 }
 
-void vx_VfwBus::sendFrames(uint64_t now) {
+void vx_VfwBus::syncFeed(int camera) {
+  vx_SimCamera& sim = m_sim->simCamera(camera);
+  const vx_SimVideoSetting setting = sim.videoSetting();
+  const std::optional<vx_VfwPacketing> packeting = packetingOf(setting);
+  std::lock_guard lock(m_feedMutex);
+  if (size_t(camera) >= m_feeds.size()) return;  // the bus is going away
+  Feed& feed = m_feeds[size_t(camera)];
+  const bool wanted = sim.isPlugged() && setting.valid && packeting.has_value();
+  if (feed.stream && wanted && sameFrames(feed.setting, setting)) return;
+  if (feed.stream) feed.stream->stop();
+  feed.stream.reset();
+  if (!wanted) return;
+  vx_StreamParams params;
+  params.format = uint32_t(setting.format);
+  params.mode = uint32_t(setting.mode);
+  params.rate = uint32_t(setting.rate);
+  params.width = setting.width;
+  params.height = setting.height;
+  params.coding = setting.coding;
+  params.bytesPerPacket = packeting->bytesPerPacket;
+  params.packetsPerFrame = packeting->packetsPerFrame;
+  try {
+    params.frameBytes = vx_SimScene::frameBytes(setting.width, setting.height, setting.coding);
+  } catch (const vx_SimScene::BadSize&) {
+    return;  // a geometry no frame can have: the camera sends nothing
+  }
+  // Frames larger than their packets can carry are not sent either.
+  if (params.frameBytes > size_t(packeting->bytesPerPacket) * packeting->packetsPerFrame) return;
+  std::unique_ptr<vx_DcamStream> stream = m_sim->openStream(camera, params);
+  if (!stream || !stream->start(kFeedFrames, nullptr)) return;
+  feed.stream = std::move(stream);
+  feed.setting = setting;
+  feed.packeting = *packeting;
+}
+
+void vx_VfwBus::sendFrames() {
   for (int i = 0; i < m_sim->cameraCount(); ++i) {
+    std::vector<vx_DcamFrame> frames;
+    vx_VfwPacketing packeting;
+    {
+      std::lock_guard lock(m_feedMutex);
+      if (size_t(i) >= m_feeds.size()) return;
+      Feed& feed = m_feeds[size_t(i)];
+      while (feed.stream) {
+        std::optional<vx_DcamFrame> frame = feed.stream->waitFrame(0.0);
+        if (!frame) break;
+        if (frame->has(vx_DcamFrame::kUnplugged)) {
+          feed.stream->stop();
+          feed.stream.reset();
+          break;
+        }
+        if (frame->hasImage()) frames.push_back(std::move(*frame));
+      }
+      packeting = feed.packeting;
+    }
+    if (frames.empty()) continue;
     vx_SimCamera& camera = m_sim->simCamera(i);
-    if (!camera.isPlugged()) continue;
-    const vx_SimVideoSetting setting = camera.videoSetting();
-    const bool triggered = camera.featureOn(kSimTrigger);
     uint32_t isoChannel = 0;
     if (!camera.readQuadlet(kDefaultCommandRegsBase + vx_Iidc::kIsoChannel, isoChannel)) continue;
     const bool bMode = camera.profile().ieee1394b && (isoChannel & 0x8000u);
     const uint32_t channel = bMode ? (isoChannel >> 8 & 0x3F) : (isoChannel >> 28);
-
-    std::optional<vx_VfwPacketing> packeting;
-    if (setting.valid) {
-      if (setting.format == 7) {
-        if (setting.bytesPerPacket && setting.packetsPerFrame) {
-          vx_VfwPacketing p;
-          p.bytesPerPacket = setting.bytesPerPacket;
-          p.packetsPerFrame = setting.packetsPerFrame;
-          p.framePeriodNs = uint64_t(setting.packetsPerFrame) * kCycleNs;
-          packeting = p;
-        }
-      } else {
-        packeting = vxVfwStandardPacketing(setting.width, setting.height, setting.coding, setting.rate);
-      }
-    }
-    bool send = false;
-    bool shotServed = false;
-    std::unique_lock shots(m_shotMutex);
-    uint32_t& pendingShots = m_pendingShots[size_t(i)];
-    {
-      std::lock_guard lock(m_mutex);
-      Stream& s = m_streams[size_t(i)];
-      const bool continuous = setting.isoEnabled && !triggered;
-      const bool wanted = continuous || pendingShots > 0;
-      if (!wanted || !packeting) {
-        s.wasStreaming = false;
-        if (!packeting && pendingShots) {
-          pendingShots = 0;
-          shotServed = true;
-        }
-      } else if (!s.wasStreaming) {
-        s.wasStreaming = true;
-        s.nextFrameNs = now + packeting->framePeriodNs;
-      } else if (now >= s.nextFrameNs) {
-        send = true;
-        s.nextFrameNs += packeting->framePeriodNs;
-        if (s.nextFrameNs < now) s.nextFrameNs = now + packeting->framePeriodNs;
-        if (!continuous && pendingShots > 0 && --pendingShots == 0) shotServed = true;
-      }
-    }
-    shots.unlock();
-    if (send) {
-      bool listened = false;
-      {
-        std::lock_guard lock(m_mutex);
+    const size_t packetBytes = packeting.bytesPerPacket;
+    const uint32_t packets = packeting.packetsPerFrame;
+    std::vector<uint8_t> wire(packetBytes * packets);
+    const uint64_t now = nowNs();
+    const auto steadyNow = std::chrono::steady_clock::now();
+    std::lock_guard lock(m_mutex);
+    for (const vx_DcamFrame& frame : frames) {
+      // The packets of a frame as they went by: the last one when the camera
+      // finished sending it.
+      const auto age = std::chrono::duration_cast<std::chrono::nanoseconds>(steadyNow - frame.timestamp).count();
+      const uint64_t sentNs = now - uint64_t(std::clamp<int64_t>(age, 0, int64_t(now)));
+      const std::vector<uint8_t>& pixels = *frame.data;
+      const size_t n = std::min(pixels.size(), wire.size());
+      std::memcpy(wire.data(), pixels.data(), n);
+      std::fill(wire.begin() + std::ptrdiff_t(n), wire.end(), uint8_t{0});
+      for (uint32_t k = 0; k < packets; ++k) {
+        const uint32_t stamp = cycleStampAt(sentNs - uint64_t(packets - 1 - k) * kCycleNs);
         for (auto& [fd, c] : m_clients)
-          if (c->iso && c->iso->running && c->iso->channel == channel) listened = true;
-      }
-      const size_t total = size_t(packeting->bytesPerPacket) * packeting->packetsPerFrame;
-      std::vector<uint8_t> frame;
-      uint64_t number;
-      {
-        std::lock_guard lock(m_mutex);
-        number = m_streams[size_t(i)].frame++;
-      }
-      if (listened) {
-        frame.assign(total, 0);
-        const size_t imageBytes = vx_SimScene::frameBytes(setting.width, setting.height, setting.coding);
-        if (imageBytes <= total) {
-          try {
-            m_scene.render(number, setting.width, setting.height, setting.coding, vx_SimSceneParams{}, frame.data(),
-                           frame.size());
-          } catch (const vx_SimScene::BadSize&) {
-            // A geometry the scene cannot pack stays black.
-          }
-        }
-        std::lock_guard lock(m_mutex);
-        const uint32_t packets = packeting->packetsPerFrame;
-        for (uint32_t k = 0; k < packets; ++k) {
-          const uint32_t stamp = cycleStampAt(now - uint64_t(packets - 1 - k) * kCycleNs);
-          for (auto& [fd, c] : m_clients)
-            if (!c->dead && c->iso && c->iso->running && c->iso->channel == channel)
-              deliverPacket(*c, frame.data() + size_t(k) * packeting->bytesPerPacket, packeting->bytesPerPacket,
-                            k == 0, stamp);
-        }
+          if (!c->dead && c->iso && c->iso->running && c->iso->channel == channel)
+            deliverPacket(*c, wire.data() + size_t(k) * packetBytes, uint32_t(packetBytes), k == 0, stamp);
       }
     }
-    if (shotServed) camera.finishShot();
   }
 }
 
@@ -1046,6 +1055,6 @@ void vx_VfwBus::streamLoop() {
       m_wake.wait_for(lock, std::chrono::milliseconds(2), [this] { return m_stopping; });
       if (m_stopping) return;
     }
-    sendFrames(nowNs());
+    sendFrames();
   }
 }

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "acquisition/dcam_stream.h"
 #include "modules/qrvnvdcam/sim/scene.h"
 #include "modules/qrvnvdcam/sim/sim_bus.h"
 
@@ -141,10 +142,14 @@ class vx_VfwBus {
     std::map<uint32_t, Resource> resources;
     uint32_t nextHandle = 0;
   };
-  struct Stream {  // what a camera is sending
-    uint64_t nextFrameNs = 0;
-    uint64_t frame = 0;
-    bool wasStreaming = false;
+  // A camera's frames on their way onto its channel. The simulated camera's
+  // own transmitter renders and paces them as its registers say (mode,
+  // shutter, gain, brightness, ISO_EN, shots, triggers, the time scale) into
+  // a stream of the simulated bus; the bus empties it into packets.
+  struct Feed {
+    std::unique_ptr<vx_DcamStream> stream;
+    vx_SimVideoSetting setting;  // what the stream was opened for
+    vx_VfwPacketing packeting;
   };
 
   Client* client(int fd);
@@ -169,9 +174,11 @@ class vx_VfwBus {
                    std::vector<uint32_t>& out, uint32_t& rcode);
 
   void streamLoop();
-  void sendFrames(uint64_t nowNs);
+  // Opens, reopens or closes camera's feed so that it follows the camera's
+  // video setting and presence. Takes m_feedMutex; callers may hold m_mutex.
+  void syncFeed(int camera);
+  void sendFrames();
   void deliverPacket(Client& c, const uint8_t* payload, uint32_t length, bool sy, uint32_t stamp);
-  void shot(int camera, vx_SimShotControl control, uint32_t value);
   void removeSysfs();
 
   static const vx_VfwLibc* g_libc;
@@ -187,14 +194,11 @@ class vx_VfwBus {
   std::map<int, std::unique_ptr<Client>> m_clients;
   uint64_t m_channelsInUse = 0;
   int m_bandwidthFree = 4915;
-  std::vector<Stream> m_streams;
-  vx_SimScene m_scene;
   bool m_stopping = false;
   std::condition_variable m_wake;
-  // Shots the cameras were asked for; the camera calls in with a register
-  // write, which may come while m_mutex is held for that very transaction.
-  std::mutex m_shotMutex;
-  std::vector<uint32_t> m_pendingShots;
+  // Taken after m_mutex when both are held; never the other way round.
+  std::mutex m_feedMutex;
+  std::vector<Feed> m_feeds;
   int m_wakeFd = -1;
   std::thread m_streamThread;
   std::thread m_controlThread;
