@@ -264,7 +264,8 @@ TEST(SimStreamFaults, ConsumerBehindOverrunsTheBuffers) {
   Rig rig({"korvane-kv640m"}, 100.0);  // 3000 frames per second
   auto stream = rig.started(0, 4);
   rig.write(kIsoEn, kOn);
-  std::this_thread::sleep_for(150ms);
+  // Four buffers: by the time six frames were taken, the oldest were dropped.
+  ASSERT_TRUE(waitFramesTaken(rig.sim(), 0, 6));
   auto first = stream->waitFrame(1.0);
   ASSERT_TRUE(first);
   EXPECT_TRUE(first->has(vx_DcamFrame::kOverrun));

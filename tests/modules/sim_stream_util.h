@@ -1,6 +1,10 @@
 // Helpers for the tests of the simulated camera's image stream.
 #pragma once
 
+#include <thread>
+
+#include <chrono>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -42,6 +46,17 @@ inline double meanGrey(const vxAcqImage& image) {
 }
 
 // A module with the simulated bus only, over the shipped profiles.
+// Waits until the camera has taken more than count frames, however slowly
+// this machine (or a sanitizer) renders them; false after ten seconds.
+inline bool waitFramesTaken(vx_SimBusControl& sim, int camera, uint64_t count) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (sim.framesTaken(camera) <= count) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
 class SimModule {
  public:
   explicit SimModule(std::vector<std::string> profiles, double timeScale = 0.0)
@@ -50,6 +65,7 @@ class SimModule {
   }
   vx_QrvnvDcamModule& module() { return m_module; }
   vx_SimBusControl& sim() { return *m_module.simControl(); }
+
   vx1394DCAM& camera(int number = 0) { return m_module.camera(number); }
 
   // A prepared FIFO for the format under the trigger model, triggers enabled.
