@@ -26,6 +26,14 @@ std::vector<std::string> vxProfileDirectories() {
   std::vector<std::string> dirs;
   if (const char* env = std::getenv("PRALIX_DATA_DIR"); env && *env)
     dirs.push_back((fs::path(env) / "profiles").string());
+  // An installed tree, wherever it was installed or moved to: the profiles
+  // lie in share/dcam-pralix beside the program's bin folder.
+  std::error_code ec;
+  const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
+  if (!ec) {
+    const fs::path installed = exe.parent_path().parent_path() / "share" / "dcam-pralix" / "profiles";
+    if (fs::is_directory(installed, ec)) dirs.push_back(installed.string());
+  }
 #ifdef PRALIX_SOURCE_DATA_DIR
   dirs.push_back((fs::path(PRALIX_SOURCE_DATA_DIR) / "profiles").string());
 #endif
