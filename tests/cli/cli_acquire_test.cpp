@@ -1,26 +1,13 @@
 // pralix formats and acquire run as a user runs them, against the simulated cameras' image streams.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
-#include <chrono>
-#include <cstdio>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <regex>
-#include <sstream>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "run_pralix.h"
 
 namespace {
-
-
 
 double number(const std::string& text, const std::regex& pattern) {
   std::smatch m;
@@ -214,107 +201,29 @@ TEST(PralixAcquire, UnplugEndsTheRunWithTheFailureAndStatusOne) {
   EXPECT_EQ(j["images"].back()["failures"], nlohmann::json({"isAbnormal error 1"})) << r.out;
 }
 
-namespace {
-
-// A pralix run in the background, its output in a file, for a signal to reach.
-class BackgroundRun {
- public:
-  explicit BackgroundRun(const std::vector<std::string>& args) : m_outPath(tempPath("bg_out.txt")) {
-    // Everything the child needs is made before the fork.
-    std::vector<std::string> env;
-    for (char** e = environ; *e; ++e) {
-      const std::string entry = *e;
-      if (entry.rfind("PRALIX_SIMULATE=", 0) != 0 && entry.rfind("PRALIX_SIM_TIMESCALE=", 0) != 0)
-        env.push_back(entry);
-    }
-    std::vector<char*> argv{const_cast<char*>(PRALIX_BIN)};
-    for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    std::vector<char*> envp;
-    for (std::string& e : env) envp.push_back(e.data());
-    envp.push_back(nullptr);
-    m_pid = fork();
-    if (m_pid == 0) {
-      const int out = open(m_outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-      const int null = open("/dev/null", O_WRONLY);
-      if (out < 0 || null < 0 || dup2(out, STDOUT_FILENO) < 0 || dup2(null, STDERR_FILENO) < 0)
-        _exit(126);
-      execve(PRALIX_BIN, argv.data(), envp.data());
-      _exit(127);
-    }
-  }
-  ~BackgroundRun() {
-    if (m_pid > 0 && !m_reaped) {
-      kill(m_pid, SIGKILL);
-      waitpid(m_pid, nullptr, 0);
-    }
-  }
-  // Waits (at most ten seconds) until the output holds the text.
-  bool waitForOutput(const std::string& text) {
-    for (int i = 0; i < 1000; ++i) {
-      if (readFile(m_outPath).find(text) != std::string::npos) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
-  }
-  // Sends Ctrl-C's signal and waits for the end; the exit status, or -1 when
-  // the process did not end by itself within ten seconds.
-  int interrupt() {
-    kill(m_pid, SIGINT);
-    for (int i = 0; i < 1000; ++i) {
-      int raw = 0;
-      if (waitpid(m_pid, &raw, WNOHANG) == m_pid) {
-        m_reaped = true;
-        return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return -1;
-  }
-  std::string output() const { return readFile(m_outPath); }
-
- private:
-  std::string m_outPath;
-  pid_t m_pid = -1;
-  bool m_reaped = false;
-};
-
-}  // namespace
-
 TEST(PralixAcquire, CtrlCStopsAndStillPrintsTheSummary) {
-  {
-    BackgroundRun run({"--simulate=korvane-kv640m", "acquire", "-n", "100000", "--stats"});
-    ASSERT_TRUE(run.waitForOutput("Image 3: ")) << run.output();
-    EXPECT_EQ(run.interrupt(), 0) << run.output();
-    const std::string out = run.output();
-    EXPECT_NE(out.find("Interrupted.\n"), std::string::npos) << out;
-    EXPECT_NE(out.find("Failed acquisitions: 0\n"), std::string::npos) << out;
-    const double acquired =
-        number(out, std::regex("Stopped acquisition, ([0-9]+) images acquired"));
-    EXPECT_GE(acquired, 3);
-    EXPECT_LT(acquired, 100000);
-  }
-  {
-    // Interrupted while waiting for a hardware trigger that never comes: the
-    // cancelled wait is no failure.
-    BackgroundRun run({"--simulate=korvane-kv640m", "acquire", "--trigger", "auto", "--timeout",
-                       "1000", "--json"});
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    EXPECT_EQ(run.interrupt(), 0) << run.output();
-    const nlohmann::json j = nlohmann::json::parse(run.output(), nullptr, false);
-    ASSERT_FALSE(j.is_discarded()) << run.output();
-    EXPECT_TRUE(j["summary"]["interrupted"].get<bool>());
-    EXPECT_EQ(j["summary"]["failed"], 0);
-    EXPECT_TRUE(j["images"].empty());
-  }
-  {
-    // A failure before the interrupt makes the status 1.
-    BackgroundRun run({"--simulate=korvane-kv640m", "acquire", "-n", "100000", "--trigger", "semi",
-                       "--timeout", "0.05"});
-    ASSERT_TRUE(run.waitForOutput("isTimeOut error #2")) << run.output();
-    EXPECT_EQ(run.interrupt(), 1) << run.output();
-    EXPECT_NE(run.output().find("Interrupted.\n"), std::string::npos) << run.output();
-  }
+  Result r = pralixInterrupted("--simulate=korvane-kv640m acquire -n 100000 --stats", 3.0);
+  EXPECT_EQ(r.status, 0) << r.out << r.err;
+  EXPECT_NE(r.out.find("Interrupted.\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("Failed acquisitions: 0\n"), std::string::npos) << r.out;
+  const double acquired = number(r.out, std::regex("Stopped acquisition, ([0-9]+) images acquired"));
+  EXPECT_GE(acquired, 3) << r.out;
+  EXPECT_LT(acquired, 100000) << r.out;
+
+  // Interrupted while waiting for a hardware trigger that never comes: the
+  // cancelled wait is no failure.
+  r = pralixInterrupted("--simulate=korvane-kv640m acquire --trigger auto --timeout 1000 --json", 3.0);
+  EXPECT_EQ(r.status, 0) << r.out << r.err;
+  nlohmann::json j = parseJson(r);
+  EXPECT_TRUE(j["summary"]["interrupted"].get<bool>());
+  EXPECT_EQ(j["summary"]["failed"], 0);
+  EXPECT_TRUE(j["images"].empty());
+
+  // A failure before the interrupt makes the status 1.
+  r = pralixInterrupted("--simulate=korvane-kv640m acquire -n 100000 --trigger semi --timeout 0.05", 3.0);
+  EXPECT_EQ(r.status, 1) << r.out << r.err;
+  EXPECT_NE(r.out.find("isTimeOut error #2"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("Interrupted.\n"), std::string::npos) << r.out;
 }
 
 TEST(PralixAcquire, SavesTheLastImage) {

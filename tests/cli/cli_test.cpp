@@ -1,21 +1,13 @@
 // The pralix command run as a user runs it, against the simulated camera bus.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <regex>
-#include <sstream>
 #include <string>
 
 #include "run_pralix.h"
 
 namespace {
-
-
 
 const char* kProfiles[] = {"korvane-kv640m", "tessaly-f7flex", "orbel-ux1600b"};
 

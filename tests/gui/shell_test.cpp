@@ -16,7 +16,6 @@
 #include <thread>
 
 #include "app/camera_list.h"
-#include "app/fake_dcam_module.h"
 #include "gui/bus_event_log.h"
 #include "gui/dcam_pralix_app.h"
 #include "gui/main_dialog.h"
@@ -26,6 +25,7 @@
 #include "gui/queued_calls.h"
 #include "gui/sim_bus_dlg.h"
 #include "gui_test_support.h"
+#include "support/fake_camera.h"
 
 namespace {
 
@@ -59,7 +59,7 @@ struct ShellFixture {
   QWidget* currentPage() const { return dialog->sheet()->currentPage(); }
 
   QTemporaryDir lockDir;
-  FakeDcamModule module;
+  FakeModule module;
   vxCameraList cameras;
   CRecordingPrompter prompter;
   CDcamPralixApp app;
@@ -333,35 +333,22 @@ class TestShell : public QObject {
     QVERIFY(third.lockInstance());
   }
 
-  void commandLineIsTrimmedAndLegacyIsASubstring() {
+  void commandLineTakesLegacyAndSimulateAndLegacyChangesTheTopologyPage() {
+    // The parsing itself is the command line's own test; here the app uses it.
     CRecordingPrompter prompter;
-    auto parse = [&prompter](const QStringList& arguments) {
-      return std::make_unique<CDcamPralixApp>(arguments, prompter, QDir::tempPath());
-    };
-    auto padded = parse({"  -legacy ", " "});
-    QCOMPARE(padded->commandLine(), QString("-legacy"));
-    QVERIFY(padded->legacy());
-    QVERIFY(parse({"x-legacyy"})->legacy());
-    QVERIFY(!parse({"-LEGACY"})->legacy());
-    QVERIFY(!parse({})->legacy());
-    QCOMPARE(parse({"--simulate=a,b"})->simulate(), std::optional<std::string>("a,b"));
-    QVERIFY(!parse({"-legacy"})->simulate().has_value());
+    CDcamPralixApp padded({"  -legacy ", " "}, prompter, QDir::tempPath());
+    QCOMPARE(padded.commandLine(), QString("-legacy"));
+    QVERIFY(padded.legacy());
+    QVERIFY(!padded.simulate().has_value());
+    QCOMPARE(CDcamPralixApp({"--simulate=a,b"}, prompter, QDir::tempPath()).simulate(),
+             std::optional<std::string>("a,b"));
 
-    // The topology page is what the switch changes.
-    ShellFixture legacy(false, {"-legacy"});
-    QCOMPARE(legacy.dialog->sheet()
-                 ->pageTopology()
-                 ->findChild<QTreeWidget*>("topologyTree")
-                 ->headerItem()
-                 ->text(0),
+    auto topologyHeader = [](const ShellFixture& f) {
+      return f.dialog->sheet()->pageTopology()->findChild<QTreeWidget*>("topologyTree")->headerItem()->text(0);
+    };
+    QCOMPARE(topologyHeader(ShellFixture(false, {"-legacy"})),
              QString("PCI and DCAM Device Topology - Legacy Ordering"));
-    ShellFixture physical;
-    QCOMPARE(physical.dialog->sheet()
-                 ->pageTopology()
-                 ->findChild<QTreeWidget*>("topologyTree")
-                 ->headerItem()
-                 ->text(0),
-             QString("PCI and DCAM Device Topology"));
+    QCOMPARE(topologyHeader(ShellFixture()), QString("PCI and DCAM Device Topology"));
   }
 
   void moduleInformationNamesModuleAndBusLayers() {
@@ -384,7 +371,7 @@ class TestShell : public QObject {
     CBusEventLog* log = f.dialog->busEventLog();
 
     // A bus reset of a camera without an acquisition window.
-    f.module.fireBusEvent(1, FakeDcamModule::busResetEvent(5));
+    f.module.fireBusEvent(1, FakeModule::busResetEvent(5));
     QCOMPARE(log->lines().size(), 0);  // nothing is delivered before the GUI thread runs
     QTRY_COMPARE(log->lines().size(), 3);
     QVERIFY(log->lines()[0].contains(kStamp));
@@ -396,7 +383,7 @@ class TestShell : public QObject {
     QVERIFY(window.received.isEmpty());
 
     // The camera with a window gets the raw record as well.
-    f.module.fireBusEvent(0, FakeDcamModule::unplugEvent());
+    f.module.fireBusEvent(0, FakeModule::unplugEvent());
     QTRY_COMPARE(window.received.size(), 1);
     QCOMPARE(window.received[0].first, 0);
     QVERIFY(window.received[0].second.isUnplugged());

@@ -113,26 +113,20 @@ TEST(Dc1394Stream, WaitsEndByTimeOutInterruptOrUnplug) {
   EXPECT_FALSE(frame->hasImage());
 }
 
-TEST(Dc1394Stream, InterruptEndsAWaitOnAnotherThread) {
-  IdleStream idle;
-  std::optional<vx_DcamFrame> frame;
-  std::thread waiter([&] { frame = idle.stream.waitFrame(-1); });
-  std::this_thread::sleep_for(20ms);
-  idle.stream.interrupt();
-  waiter.join();
-  ASSERT_TRUE(frame.has_value());
-  EXPECT_TRUE(frame->has(vx_DcamFrame::kInterrupted));
-}
-
-TEST(Dc1394Stream, UnplugDuringAWaitEndsIt) {
-  IdleStream idle;
-  std::optional<vx_DcamFrame> frame;
-  std::thread waiter([&] { frame = idle.stream.waitFrame(-1); });
-  std::this_thread::sleep_for(20ms);
-  idle.plugged = false;
-  waiter.join();
-  ASSERT_TRUE(frame.has_value());
-  EXPECT_TRUE(frame->has(vx_DcamFrame::kUnplugged));
+TEST(Dc1394Stream, InterruptOrUnplugEndsAWaitOnAnotherThread) {
+  for (const bool unplug : {false, true}) {
+    IdleStream idle;
+    std::optional<vx_DcamFrame> frame;
+    std::thread waiter([&] { frame = idle.stream.waitFrame(-1); });
+    std::this_thread::sleep_for(20ms);
+    if (unplug)
+      idle.plugged = false;
+    else
+      idle.stream.interrupt();
+    waiter.join();
+    ASSERT_TRUE(frame.has_value());
+    EXPECT_TRUE(frame->has(unplug ? vx_DcamFrame::kUnplugged : vx_DcamFrame::kInterrupted));
+  }
 }
 
 TEST(Dc1394Stream, StartFailsOnceTheCameraHasGone) {

@@ -80,16 +80,10 @@ TEST(QrvnvDcamModule, BuiltInProfilesMakeThreeSimulatedCameras) {
   ASSERT_EQ(module.cameraCount(), 3);
   EXPECT_EQ(module.busLayers(), std::vector<std::string>{"simulated bus: 3 cameras"});
   EXPECT_TRUE(module.notices().empty());
-  const char* vendors[] = {"Korvane Imaging", "Tessaly Vision", "Orbel Systems"};
   for (int n = 0; n < 3; ++n) {
     vx1394DCAM& camera = module.camera(n);
     EXPECT_EQ(camera.cameraNumber(), n);
-    EXPECT_EQ(camera.identity().vendor, vendors[n]);
-    EXPECT_EQ(camera.identity().unitSpecId, 0x00A02Du);
     EXPECT_EQ(camera.identity().busLayer, "simulated");
-    EXPECT_TRUE(camera.isPlugged());
-    uint32_t value = 0;
-    EXPECT_TRUE(camera.readQuadlet(0x800, value));  // the responding test's register
     EXPECT_EQ(module.nodeNumber(n), n);
     EXPECT_EQ(camera.nodeNumber(), n);
   }

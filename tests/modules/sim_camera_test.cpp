@@ -34,32 +34,22 @@ bool readFails(vx_SimCamera& camera, uint32_t address, std::string* error = null
 
 }  // namespace
 
+// Each profile's register image. Which features and modes a camera offers
+// is checked against the profiles by the feature and report tests; here the
+// functions, blocks and values those do not read.
 TEST(SimCameraRegisters, VgaMonoCameraHasFormat0AndNothingOptional) {
   vx_SimCamera camera(shippedProfile("korvane-kv640m"));
-  EXPECT_EQ(readOk(camera, 0x100), 0x80000000u);          // V_FORMAT_INQ: Format_0 only
-  EXPECT_EQ(readOk(camera, 0x180), 0x06000000u);          // modes 5 and 6
-  EXPECT_EQ(readOk(camera, 0x200 + 4 * 5), 0x7C000000u);  // mode 5 at rates 1..5
-  EXPECT_EQ(readOk(camera, 0x200 + 4 * 6), 0x78000000u);  // mode 6 at rates 1..4
-  EXPECT_EQ(readOk(camera, 0x200), 0u);                   // mode 0 not offered
-  EXPECT_EQ(readOk(camera, 0x19C), 0u);                   // V_MODE_INQ_7
-  EXPECT_EQ(readOk(camera, 0x2E0), 0u);                   // no Format_7 CSR
+  EXPECT_EQ(readOk(camera, 0x100), 0x80000000u);  // V_FORMAT_INQ: Format_0 only
+  EXPECT_EQ(readOk(camera, 0x200), 0u);           // mode 0 not offered
+  EXPECT_EQ(readOk(camera, 0x19C), 0u);           // V_MODE_INQ_7
+  EXPECT_EQ(readOk(camera, 0x2E0), 0u);           // no Format_7 CSR
   EXPECT_TRUE(readFails(camera, vx_Iidc::kFormat7BlockBase));
   const uint32_t basic = readOk(camera, 0x400);
   EXPECT_TRUE(basic & 0x40000000u);   // VMODE_ERROR_STATUS present
   EXPECT_FALSE(basic & 0x30000000u);  // no feature error status, no optional functions
-  EXPECT_EQ(readOk(camera, 0x40C), 0u);
-  EXPECT_EQ(readOk(camera, 0x484), 0u);
-  EXPECT_EQ(readOk(camera, 0x48C), 0u);
+  for (uint32_t optional : {0x40Cu, 0x484u, 0x48Cu}) EXPECT_EQ(readOk(camera, optional), 0u) << std::hex << optional;
   EXPECT_TRUE(readFails(camera, 0x640));  // IIDC 1.30 has no feature error status register
-  // Brightness, auto exposure, gamma, shutter, gain and trigger.
-  EXPECT_EQ(readOk(camera, 0x404),
-            0x80000000u | 0x40000000u | 0x02000000u | 0x01000000u | 0x00800000u | 0x00080000u);
-  for (uint32_t n = 0; n < 16; ++n) {
-    EXPECT_EQ(readOk(camera, 0x700 + 4 * n), 0u) << n;
-    EXPECT_FALSE(readOk(camera, 0x500 + 4 * n) & 0x40000000u) << n;
-  }
-  // SHUTTER_INQ: presence, readout, auto, manual, 1..2047.
-  EXPECT_EQ(readOk(camera, 0x51C), 0x8B0017FFu);
+  for (uint32_t n = 0; n < 16; ++n) EXPECT_EQ(readOk(camera, 0x700 + 4 * n), 0u) << n;
   EXPECT_EQ(readOk(camera, 0x81C) & 0xFFFu, 400u);
   // An absent feature answers with its presence bit clear.
   EXPECT_EQ(readOk(camera, 0x80C), 0u);
@@ -95,10 +85,6 @@ TEST(SimCameraRegisters, Format7CameraHasItsBlocksPioAndStrobes) {
   const uint32_t trigger = readOk(camera, 0x530);
   EXPECT_EQ(trigger & 0x80800000u, 0x80800000u);
   EXPECT_EQ(trigger & 0x0001FFFFu, 0x00010000u | 0x8000u | 0x4000u | 0x1000u);
-  EXPECT_NE(readOk(camera, 0x700 + 4 * kSimShutter), 0u);
-  EXPECT_NE(readOk(camera, 0x700 + 4 * kSimGain), 0u);
-  EXPECT_EQ(readOk(camera, 0x700 + 4 * kSimBrightness), 0u);
-  EXPECT_TRUE(readOk(camera, 0x51C) & 0x40000000u);
 }
 
 TEST(SimCameraRegisters, UxgaCameraOffersEverything) {
@@ -108,7 +94,6 @@ TEST(SimCameraRegisters, UxgaCameraOffersEverything) {
   EXPECT_TRUE(basic & 0x00800000u);  // 1394b
   EXPECT_TRUE(basic & 0x00008000u);  // camera power control
   EXPECT_EQ(basic & 0xFu, 2u);       // memory channels
-  EXPECT_EQ(readOk(camera, 0x404), 0xFFFF0000u);
   EXPECT_EQ(readOk(camera, 0x80C) & 0xFFFFFFu, 512u << 12 | 640u);  // white balance U/B, V/R
   EXPECT_EQ(readOk(camera, 0x838) & 0xFFFFFFu, 0x808080u);          // white shading R, G, B
   const uint32_t block = offsetTarget(camera, 0x2E0);

@@ -1,16 +1,14 @@
 // Helpers for the tests of the simulated camera's image stream.
 #pragma once
 
-#include <thread>
-
-#include <chrono>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
 #include <numeric>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "acquisition/acq_fifo.h"
@@ -45,7 +43,6 @@ inline double meanGrey(const vxAcqImage& image) {
   return meanByte(std::vector<uint8_t>(image.data(), image.data() + image.byteCount()));
 }
 
-// A module with the simulated bus only, over the shipped profiles.
 // Waits until the camera has taken more than count frames, however slowly
 // this machine (or a sanitizer) renders them; false after ten seconds.
 inline bool waitFramesTaken(vx_SimBusControl& sim, int camera, uint64_t count) {
@@ -57,6 +54,7 @@ inline bool waitFramesTaken(vx_SimBusControl& sim, int camera, uint64_t count) {
   return true;
 }
 
+// A module with the simulated bus only, over the shipped profiles.
 class SimModule {
  public:
   explicit SimModule(std::vector<std::string> profiles, double timeScale = 0.0)

@@ -53,7 +53,6 @@ class FakeCamera : public vx1394DCAM {
 
   uint64_t transactions() const { return m_reads + m_writes; }
   int reads() const { return m_reads; }
-  int writeCount() const { return m_writes; }
   std::vector<uint32_t> readAddresses() const;
   // The writes the camera accepted, in order.
   std::vector<std::pair<uint32_t, uint32_t>> writes() const;

@@ -12,6 +12,7 @@
 #include "acquisition/sim_control.h"
 #include "modules/qrvnvdcam/module.h"
 #include "regmodel/register_accessor.h"
+#include "support/report_text.h"
 #include "utilities/capabilities_report.h"
 #include "utilities/feature_props.h"
 #include "utilities/register_dump.h"
@@ -46,20 +47,6 @@ std::string reducedProfile() {
   const std::string path = ::testing::TempDir() + "/pralix-reduced-vga.json";
   std::ofstream(path) << profile.dump(2);
   return path;
-}
-
-size_t count(const std::string& text, const std::string& needle) {
-  size_t n = 0;
-  for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) ++n;
-  return n;
-}
-
-std::string between(const std::string& text, const std::string& from, const std::string& to) {
-  const size_t start = text.find(from);
-  if (start == std::string::npos) return "<" + from + " missing>";
-  const size_t end = text.find(to, start + from.size());
-  if (end == std::string::npos) return "<" + to + " missing>";
-  return text.substr(start + from.size(), end - start - from.size());
 }
 
 std::vector<std::string> bannersOf(const std::string& text) {

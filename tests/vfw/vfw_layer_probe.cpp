@@ -5,8 +5,6 @@
 //                                  receives FRAMES frames of camera 0 (in the standard mode
 //                                  given, or its power-on one) and tells which scene frame
 //                                  each one is
-//   vfw_layer_probe unplug         streams camera 0, prints "streaming", then waits for the
-//                                  frame that says the camera left
 //   vfw_layer_probe overrun BUFFERS FORMAT MODE RATE
 //                                  streams camera 0 into BUFFERS buffers, keeps up for three
 //                                  frames, prints "falling behind", sleeps for BUFFERS + 3
@@ -117,7 +115,7 @@ int events(vx_Dc1394BusLayer& layer, int count) {
   return 0;
 }
 
-int stream(vx_Dc1394BusLayer& layer, int frames, bool untilUnplug) {
+int stream(vx_Dc1394BusLayer& layer, int frames) {
   vx_StreamParams params;
   if (!paramsOf(layer, params)) {
     line("camera 0 is not in a standard mode");
@@ -136,22 +134,17 @@ int stream(vx_Dc1394BusLayer& layer, int frames, bool untilUnplug) {
     return 1;
   }
   int result = 0;
-  for (int i = 0; untilUnplug || i < frames; ++i) {
-    const auto frame = s->waitFrame(untilUnplug && i > 0 ? 10.0 : 5.0);
+  for (int i = 0; i < frames; ++i) {
+    const auto frame = s->waitFrame(5.0);
     if (!frame) {
       line("no frame");
       result = 1;
       break;
     }
-    if (frame->has(vx_DcamFrame::kUnplugged)) {
-      line("frame says the camera left");
-      break;
-    }
     const int scene = frame->hasImage() ? sceneFrameOf(params, *frame->data) : -1;
     line("frame %llu flags %u scene %d", static_cast<unsigned long long>(frame->sequence), frame->flags, scene);
-    if (untilUnplug && i == 0) line("streaming");
   }
-  if (layer.isPlugged(0)) layer.writeQuadlet(0, 0x614, 0, nullptr);
+  layer.writeQuadlet(0, 0x614, 0, nullptr);
   s->stop();
   return result;
 }
@@ -218,15 +211,11 @@ int main(int argc, char** argv) {
   if (what == "events") result = events(*layer, count);
   if (what == "stream") {
     if (argc > 5 && !setMode(*layer, argv + 3)) return 1;
-    result = stream(*layer, count, false);
+    result = stream(*layer, count);
   }
   if (what == "overrun") {
     if (argc < 6 || !setMode(*layer, argv + 3)) return 2;
     result = overrun(*layer, unsigned(count));
-  }
-  if (what == "unplug") {
-    watch(*layer);
-    result = stream(*layer, 0, true);
   }
   layer->setEventSink({});
   return result;
