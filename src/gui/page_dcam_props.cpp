@@ -185,12 +185,9 @@ const CPageDCAMProps::Listed* CPageDCAMProps::current() const {
 }
 
 void CPageDCAMProps::selectCamera() {
-  CSelectDCAMDlg dialog(*m_services.cameras, *m_services.prompter, false, this);
-  if (dialog.exec() != QDialog::Accepted) return;
-  std::shared_ptr<vxCameraEntry> entry = dialog.selectedEntry();
+  std::shared_ptr<vxCameraEntry> entry = chooseCameraForPage(m_services, this, m_cameraName);
   if (!entry) return;
   m_selectedCamera = std::move(entry);
-  m_cameraName->setText(QString::fromStdString(m_selectedCamera->displayName()));
 
   // The records of the last camera go before the camera access they use.
   m_featureList->clear();

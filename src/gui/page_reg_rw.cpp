@@ -81,12 +81,9 @@ CPageRegRW::CPageRegRW(const CPageServices& services, QWidget* parent)
 }
 
 void CPageRegRW::selectCamera() {
-  CSelectDCAMDlg dialog(*m_services.cameras, *m_services.prompter, false, this);
-  if (dialog.exec() != QDialog::Accepted) return;
-  std::shared_ptr<vxCameraEntry> entry = dialog.selectedEntry();
+  std::shared_ptr<vxCameraEntry> entry = chooseCameraForPage(m_services, this, m_cameraName);
   if (!entry) return;
   m_selectedCamera = std::move(entry);
-  m_cameraName->setText(QString::fromStdString(m_selectedCamera->displayName()));
   // Once enabled the buttons stay so; a later selection replaces the camera.
   m_readButton->setEnabled(true);
   m_writeButton->setEnabled(true);

@@ -101,12 +101,9 @@ void CReportPage::joinWorker() {
 
 void CReportPage::selectCamera() {
   if (isBuilding()) return;
-  CSelectDCAMDlg dialog(*m_services.cameras, *m_services.prompter, false, this);
-  if (dialog.exec() != QDialog::Accepted) return;
-  std::shared_ptr<vxCameraEntry> entry = dialog.selectedEntry();
+  std::shared_ptr<vxCameraEntry> entry = chooseCameraForPage(m_services, this, m_cameraName);
   if (!entry) return;
   m_selectedCamera = std::move(entry);
-  m_cameraName->setText(QString::fromStdString(m_selectedCamera->displayName()));
   // The last report stays on show until a new one replaces it.
   m_actionButton->setEnabled(true);
 }

@@ -3,12 +3,14 @@
 
 #include <QDialogButtonBox>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
 #include <QVBoxLayout>
 
 #include "app/camera_list.h"
 #include "app/camera_selection.h"
+#include "gui/page_services.h"
 #include "gui/prompter.h"
 #include "regmodel/camera_access.h"
 
@@ -78,4 +80,13 @@ void CSelectDCAMDlg::accept() {
       m_prompter.error(this, QString::fromStdString(vxSelectionMessage(outcome)));
       return;
   }
+}
+
+std::shared_ptr<vxCameraEntry> chooseCameraForPage(const CPageServices& services, QWidget* page,
+                                                   QLineEdit* cameraName) {
+  CSelectDCAMDlg dialog(*services.cameras, *services.prompter, false, page);
+  if (dialog.exec() != QDialog::Accepted) return nullptr;
+  std::shared_ptr<vxCameraEntry> entry = dialog.selectedEntry();
+  if (entry) cameraName->setText(QString::fromStdString(entry->displayName()));
+  return entry;
 }

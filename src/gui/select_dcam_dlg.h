@@ -6,10 +6,12 @@
 #include <memory>
 
 class CPrompter;
+class QLineEdit;
 class QListWidget;
 class QPushButton;
 class vxCameraEntry;
 class vxCameraList;
+struct CPageServices;
 
 class CSelectDCAMDlg : public QDialog {
   Q_OBJECT
@@ -35,3 +37,10 @@ class CSelectDCAMDlg : public QDialog {
   QListWidget* m_list;
   int m_selected = -1;
 };
+
+// A camera page's "Select ..." button: runs the dialog (not exclusive) and,
+// when the user picks a camera, shows its name in the page's camera field
+// and returns it. Null when the user cancelled or picked none: the page then
+// keeps the camera it had.
+std::shared_ptr<vxCameraEntry> chooseCameraForPage(const CPageServices& services, QWidget* page,
+                                                   QLineEdit* cameraName);
