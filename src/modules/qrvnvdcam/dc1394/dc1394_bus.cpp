@@ -261,33 +261,25 @@ int vx_Dc1394BusLayer::nodeNumber(int index) const {
 // register offset itself. The program's two address forms are turned into
 // the first kind, so one call serves both.
 bool vx_Dc1394BusLayer::readQuadlet(int index, uint32_t address, uint32_t& value, std::string* error) {
-  Camera* camera = at(index, error);
-  if (!camera) return false;
-  if (!camera->plugged) {
-    if (error) *error = "the camera has left the bus";
-    return false;
-  }
-  uint64_t offset = 0;
-  if (!vxDc1394CsrOffset(address, camera->commandOffset, offset, error)) return false;
-  dc1394error_t result;
-  int transactionErrno;
-  {
-    std::lock_guard lock(camera->transactions);
-    errno = 0;
+  return transact(index, address, "reading", error, [&value](dc1394camera_t* handle, uint64_t offset) {
     uint32_t quadlet = 0;
-    result = dc1394_get_registers(camera->handle, offset, &quadlet, 1);
-    transactionErrno = errno;
+    const dc1394error_t result = dc1394_get_registers(handle, offset, &quadlet, 1);
     if (result == DC1394_SUCCESS) value = quadlet;
-  }
-  if (result == DC1394_SUCCESS) return true;
-  checkGone(index, transactionErrno);
-  if (error)
-    *error = vxFormat("reading 0x%08X failed: %s%s", static_cast<uint32_t>(kCsrSpaceBase + offset),
-                      dc1394_error_get_string(result), camera->plugged ? "" : " (the camera has left the bus)");
-  return false;
+    return result;
+  });
 }
 
 bool vx_Dc1394BusLayer::writeQuadlet(int index, uint32_t address, uint32_t value, std::string* error) {
+  return transact(index, address, "writing", error, [value](dc1394camera_t* handle, uint64_t offset) {
+    uint32_t quadlet = value;
+    return dc1394_set_registers(handle, offset, &quadlet, 1);
+  });
+}
+
+// One quadlet transaction under the camera's lock. A failure whose errno
+// says the node is gone marks the camera unplugged.
+bool vx_Dc1394BusLayer::transact(int index, uint32_t address, const char* verb, std::string* error,
+                                 const std::function<dc1394error_t(dc1394camera_t*, uint64_t)>& call) {
   Camera* camera = at(index, error);
   if (!camera) return false;
   if (!camera->plugged) {
@@ -301,13 +293,13 @@ bool vx_Dc1394BusLayer::writeQuadlet(int index, uint32_t address, uint32_t value
   {
     std::lock_guard lock(camera->transactions);
     errno = 0;
-    result = dc1394_set_registers(camera->handle, offset, &value, 1);
+    result = call(camera->handle, offset);
     transactionErrno = errno;
   }
   if (result == DC1394_SUCCESS) return true;
   checkGone(index, transactionErrno);
   if (error)
-    *error = vxFormat("writing 0x%08X failed: %s%s", static_cast<uint32_t>(kCsrSpaceBase + offset),
+    *error = vxFormat("%s 0x%08X failed: %s%s", verb, static_cast<uint32_t>(kCsrSpaceBase + offset),
                       dc1394_error_get_string(result), camera->plugged ? "" : " (the camera has left the bus)");
   return false;
 }

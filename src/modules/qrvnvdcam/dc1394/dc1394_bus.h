@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -72,6 +73,8 @@ class vx_Dc1394BusLayer final : public vx_BusLayer {
   Camera* at(int index, std::string* error) const;
   // After a failed transaction: has the camera left the bus?
   void checkGone(int index, int transactionErrno);
+  bool transact(int index, uint32_t address, const char* verb, std::string* error,
+                const std::function<dc1394error_t(dc1394camera_t*, uint64_t)>& call);
   // Marks the camera unplugged and reports it, once.
   void markGone(int index);
   void deliver(int index, const vxDcamBusEventInfo& info);
