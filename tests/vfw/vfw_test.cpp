@@ -298,6 +298,8 @@ struct InterruptedRun {
   int status = -1;
   std::string out;
   double secondsToEnd = 0;
+  int acquired = -1;
+  int failed = -1;
 };
 InterruptedRun acquireUntil(const std::string& controlLine) {
   Probe run("korvane-kv640m", "acquire -n 100000 --format \"640x480 Mono\" --stats", PRALIX_BIN);
@@ -311,29 +313,44 @@ InterruptedRun acquireUntil(const std::string& controlLine) {
   result.status = run.finish();
   result.secondsToEnd = std::chrono::duration<double>(std::chrono::steady_clock::now() - sent).count();
   result.out = run.out();
+  size_t at = result.out.find("Stopped acquisition, ");
+  if (at != std::string::npos)
+    std::sscanf(result.out.c_str() + at, "Stopped acquisition, %d images", &result.acquired);
+  at = result.out.find("Failed acquisitions: ");
+  if (at != std::string::npos)
+    std::sscanf(result.out.c_str() + at, "Failed acquisitions: %d", &result.failed);
   return result;
+}
+
+// The event ends the run wherever it lands. While the run waits for a frame,
+// that frame fails with the event's flags; a start made after the camera has
+// gone but before its event arrived is refused; between two frames the run
+// stops before the next start and nothing fails. All are right, so the tests
+// take any of them and check the failure line whenever there is one.
+bool failureLineIs(const InterruptedRun& r, const std::string& pattern) {
+  return std::regex_search(r.out, std::regex("Acquire [0-9]+ failed:\n  (" + pattern + ")\n"));
 }
 
 TEST(VfwAcquire, ABusResetEndsTheRunWithItsWarning) {
   const InterruptedRun r = acquireUntil("reset");
   EXPECT_EQ(r.status, 1) << r.out;
   EXPECT_LT(r.secondsToEnd, 3.0) << r.out;
-  EXPECT_NE(r.out.find(" failed:\n  is"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("Warning: a 1394 bus reset occurred (1)\n"), std::string::npos) << r.out;
   EXPECT_EQ(r.out.find("unplugged"), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("Failed acquisitions: 1\n"), std::string::npos) << r.out;
+  EXPECT_GE(r.acquired, 3) << r.out;
+  ASSERT_TRUE(r.failed == 0 || r.failed == 1) << r.out;
+  EXPECT_EQ(failureLineIs(r, "is[A-Za-z]+.*"), r.failed == 1) << r.out;
 }
 
 TEST(VfwAcquire, AnUnplugEndsTheRunAsTheCameraGone) {
   const InterruptedRun r = acquireUntil("unplug 0");
   EXPECT_EQ(r.status, 1) << r.out;
   EXPECT_LT(r.secondsToEnd, 3.0) << r.out;
-  EXPECT_NE(r.out.find(" failed:\n  isAbnormal error 1, #"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("Warning: the camera has been unplugged!\n"), std::string::npos) << r.out;
-  int acquired = -1;
-  const size_t at = r.out.find("Stopped acquisition, ");
-  if (at != std::string::npos) std::sscanf(r.out.c_str() + at, "Stopped acquisition, %d images", &acquired);
-  EXPECT_GE(acquired, 3) << r.out;
+  EXPECT_GE(r.acquired, 3) << r.out;
+  ASSERT_TRUE(r.failed == 0 || r.failed == 1) << r.out;
+  EXPECT_EQ(failureLineIs(r, "isAbnormal error 1, #[0-9]+|The camera has left the bus\\."), r.failed == 1)
+      << r.out;
 }
 
 }  // namespace

@@ -344,6 +344,6 @@ std::unique_ptr<vx_DcamStream> vx_Dc1394BusLayer::openStream(int index, const vx
   host.camera = camera->handle;
   host.transactions = &camera->transactions;
   host.plugged = [camera] { return camera->plugged.load(); };
-  host.suspectGone = [this, index] { checkGone(index, 0); };
+  host.suspectGone = [this, index](int failureErrno) { checkGone(index, failureErrno); };
   return std::make_unique<vx_Dc1394Stream>(std::move(host), params);
 }

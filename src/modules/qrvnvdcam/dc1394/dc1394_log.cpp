@@ -3,6 +3,7 @@
 
 #include <dc1394/dc1394.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -29,6 +30,13 @@ LogStore& store() {
 }
 
 void handle(dc1394log_t type, const char* message, void* user) {
+  // libdc1394 logs from inside a failed call; whoever made that call reads
+  // errno afterwards to tell an unplug apart, so the handler leaves it alone.
+  const int savedErrno = errno;
+  struct RestoreErrno {
+    int value;
+    ~RestoreErrno() { errno = value; }
+  } restore{savedErrno};
   auto& s = *static_cast<LogStore*>(user);
   std::string text = message ? message : "";
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();

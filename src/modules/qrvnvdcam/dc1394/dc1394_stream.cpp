@@ -89,6 +89,7 @@ bool vx_Dc1394Stream::start(unsigned bufferCount, std::string* error) {
     return false;
   }
   m_running = true;
+  m_dequeueFailed = false;
   m_held.clear();
   m_sent = 0;
   m_overrun = false;
@@ -125,9 +126,12 @@ vx_DcamFrame vx_Dc1394Stream::marker(uint32_t flags) const {
 
 std::optional<vx_DcamFrame> vx_Dc1394Stream::takeFrame() {
   bool failed = false;
+  int failureErrno = 0;
   while (m_held.size() < m_ringSize) {
     dc1394video_frame_t* source = nullptr;
+    errno = 0;
     if (dc1394_capture_dequeue(m_host.camera, DC1394_CAPTURE_POLICY_POLL, &source) != DC1394_SUCCESS) {
+      failureErrno = errno;
       failed = true;
       break;
     }
@@ -136,6 +140,11 @@ std::optional<vx_DcamFrame> vx_Dc1394Stream::takeFrame() {
   }
   if (m_held.empty()) {
     if (!failed) return std::nullopt;
+    m_dequeueFailed = true;
+    // A device that has gone fails the dequeue before the layer has heard
+    // of the removal; without this look the stream would report lost frames
+    // until it had.
+    if (m_host.suspectGone) m_host.suspectGone(failureErrno);
     if (!plugged()) return marker(vx_DcamFrame::kUnplugged);
     // The ring lost track of a frame: one the camera sent and that never
     // arrived whole.
@@ -175,7 +184,7 @@ std::optional<vx_DcamFrame> vx_Dc1394Stream::waitFrame(double timeoutSeconds) {
   for (;;) {
     if (m_interruptPending.exchange(false)) return marker(vx_DcamFrame::kInterrupted);
     if (!plugged()) return marker(vx_DcamFrame::kUnplugged);
-    if (m_running)
+    if (m_running && !m_dequeueFailed)
       if (auto frame = takeFrame()) return frame;
     const Clock::time_point now = Clock::now();
     if (!forever && now >= deadline) return std::nullopt;
@@ -193,11 +202,12 @@ std::optional<vx_DcamFrame> vx_Dc1394Stream::waitFrame(double timeoutSeconds) {
       uint64_t value = 0;
       [[maybe_unused]] const ssize_t got = ::read(m_wakeFd, &value, sizeof value);
     }
+    if (count == 2 && (fds[1].revents & POLLIN)) m_dequeueFailed = false;
     // A hung-up capture descriptor usually means the device went away; the
     // plug check at the top of the loop reports it once the layer knows. A
     // descriptor that stays hung up must not turn this loop into a spin.
     if (count == 2 && (fds[1].revents & (POLLHUP | POLLERR | POLLNVAL))) {
-      if (m_host.suspectGone) m_host.suspectGone();
+      if (m_host.suspectGone) m_host.suspectGone(0);
       if (plugged()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
   }

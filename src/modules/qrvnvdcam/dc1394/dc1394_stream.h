@@ -19,9 +19,10 @@ struct vx_Dc1394StreamHost {
   std::mutex* transactions = nullptr;
   // False once the camera has left the bus.
   std::function<bool()> plugged;
-  // The capture descriptor hung up: the layer looks whether the camera's
-  // device is still there (and reports the unplug when it is not).
-  std::function<void()> suspectGone;
+  // The capture descriptor hung up or a dequeue failed (with the errno it
+  // left, 0 when there is none): the layer looks whether the camera's device
+  // is still there (and reports the unplug when it is not).
+  std::function<void(int)> suspectGone;
 };
 
 // One frame as the stream hands it out, made from a libdc1394 frame buffer:
@@ -68,4 +69,8 @@ class vx_Dc1394Stream final : public vx_DcamStream {
   std::deque<dc1394video_frame_t*> m_held;
   uint64_t m_sent = 0;     // frames received since start(), handed out or dropped
   bool m_overrun = false;  // the next frame handed out follows dropped ones
+  // The last dequeue failed: the next one waits until the capture
+  // descriptor has something to read, so a descriptor that keeps failing
+  // does not pour out lost frames as fast as the reader asks.
+  bool m_dequeueFailed = false;
 };
