@@ -10,6 +10,12 @@ packages=(
   libbenchmark-dev
   libcli11-dev nlohmann-json3-dev
   xvfb xauth
+  clang libclang-rt-14-dev
+  libudev-dev
+  libxml2-utils
+  stress-ng
+  help2man
+  ccache
 )
 sudo=""
 if [ "$(id -u)" -ne 0 ]; then sudo="sudo"; fi

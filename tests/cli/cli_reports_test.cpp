@@ -10,6 +10,7 @@
 #include <string>
 
 #include "run_pralix.h"
+#include "support/test_paths.h"
 
 namespace {
 
@@ -22,9 +23,7 @@ size_t count(const std::string& text, const std::string& what) {
 }
 
 nlohmann::json profileJson(const char* profile) {
-  const char* dataDir = std::getenv("PRALIX_DATA_DIR");
-  if (!dataDir) return {};
-  return nlohmann::json::parse(readFile(std::string(dataDir) + "/profiles/" + profile + ".json"), nullptr, false);
+  return nlohmann::json::parse(readFile(pralix_test::profilePath(profile)), nullptr, false);
 }
 
 // "trigger_delay" in a profile is the feature listed as "Trigger Delay"; the

@@ -17,6 +17,7 @@
 #include "gui/page_reg_dump.h"
 #include "modules/qrvnvdcam/module.h"
 #include "page_fixture.h"
+#include "support/test_paths.h"
 
 namespace {
 
@@ -27,8 +28,7 @@ std::unique_ptr<vx_DcamModule> simulate(const std::vector<std::string>& profiles
   options.simulate = true;
   options.realBus = false;
   options.simulatedProfiles = profiles;
-  const char* data = std::getenv("PRALIX_DATA_DIR");
-  options.profileDirs = {std::string(data ? data : PRALIX_SOURCE_DATA_DIR) + "/profiles"};
+  options.profileDirs = {pralix_test::profilesDir()};
   return std::make_unique<vx_QrvnvDcamModule>(options);
 }
 

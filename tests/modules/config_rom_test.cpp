@@ -14,7 +14,7 @@ namespace {
 using Rom = std::map<uint32_t, uint32_t>;
 
 Rom loadRealRom(const std::string& name) {
-  std::ifstream in(std::string(PRALIX_SHARED_DATA_DIR) + "/config-roms/" + name);
+  std::ifstream in(pralix_test::testDataDir() + "/config-roms/" + name);
   EXPECT_TRUE(in.good()) << name;
   Rom rom;
   std::string line;

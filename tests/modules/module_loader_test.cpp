@@ -12,6 +12,7 @@
 
 #include "acquisition/module_loader.h"
 #include "acquisition/sim_control.h"
+#include "support/test_paths.h"
 
 namespace fs = std::filesystem;
 
@@ -60,7 +61,7 @@ vx_ModuleOptions simulateOptions() {
   vx_ModuleOptions options;
   options.simulate = true;
   options.realBus = false;
-  options.profileDirs = {std::string(PRALIX_SOURCE_DATA_DIR) + "/profiles"};
+  options.profileDirs = {pralix_test::profilesDir()};
   return options;
 }
 

@@ -7,9 +7,10 @@
 
 #include "modules/qrvnvdcam/sim/profile.h"
 #include "modules/qrvnvdcam/sim/sim_camera.h"
+#include "support/test_paths.h"
 
 inline std::string shippedProfileDir() {
-  return std::string(PRALIX_SOURCE_DATA_DIR) + "/profiles";
+  return pralix_test::profilesDir();
 }
 
 inline vx_SimProfile shippedProfile(const std::string& name) {

@@ -10,6 +10,7 @@
 
 #include "regmodel/dcam_camera.h"
 #include "support/fake_camera.h"
+#include "support/test_paths.h"
 
 namespace {
 
@@ -280,7 +281,7 @@ TEST_F(Catalogue, PrintsCatalogueAndValueLines) {
 }
 
 TEST(CatalogueOfRealCameras, BuildsOverEveryConfigRom) {
-  const std::filesystem::path dir = std::filesystem::path(PRALIX_SHARED_DATA_DIR) / "config-roms";
+  const std::filesystem::path dir = std::filesystem::path(pralix_test::testDataDir()) / "config-roms";
   int roms = 0;
   for (const auto& entry : std::filesystem::directory_iterator(dir)) {
     if (entry.path().extension() != ".txt") continue;

@@ -9,6 +9,7 @@
 #include "regmodel/camera_access.h"
 #include "regmodel/dcam_camera.h"
 #include "regmodel/register_accessor.h"
+#include "support/test_paths.h"
 
 namespace {
 
@@ -16,7 +17,7 @@ vx_ModuleOptions simulated(const std::string& profile) {
   vx_ModuleOptions options;
   options.simulate = true;
   options.realBus = false;
-  options.simulatedProfiles = {std::string(PRALIX_SOURCE_DATA_DIR) + "/profiles/" + profile + ".json"};
+  options.simulatedProfiles = {pralix_test::profilePath(profile)};
   return options;
 }
 

@@ -16,12 +16,12 @@
 #include "utilities/capabilities_report.h"
 #include "utilities/feature_props.h"
 #include "utilities/register_dump.h"
+#include "support/test_paths.h"
 
 namespace {
 
 std::string profileDir() {
-  const char* data = std::getenv("PRALIX_DATA_DIR");
-  return std::string(data ? data : PRALIX_SOURCE_DATA_DIR) + "/profiles";
+  return pralix_test::profilesDir();
 }
 
 std::unique_ptr<vx_DcamModule> simulate(const std::string& profile) {

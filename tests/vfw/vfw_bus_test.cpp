@@ -18,12 +18,12 @@
 #include "modules/qrvnvdcam/sim/sim_camera.h"
 #include "modules/qrvnvdcam/sim/sim_transmitter.h"
 #include "modules/qrvnvdcam/vfw/vfw_bus.h"
+#include "support/test_paths.h"
 
 namespace {
 
 std::vector<vx_SimProfile> profiles(std::initializer_list<const char*> names) {
-  const char* data = std::getenv("PRALIX_DATA_DIR");
-  const std::vector<std::string> dirs = {std::string(data ? data : PRALIX_SOURCE_DATA_DIR) + "/profiles"};
+  const std::vector<std::string> dirs = {pralix_test::profilesDir()};
   std::vector<vx_SimProfile> list;
   for (const char* name : names) list.push_back(vxLoadSimProfile(vxResolveSimProfile(name, dirs)));
   return list;

@@ -26,6 +26,7 @@
 #include "modules/qrvnvdcam/sim/scene.h"
 #include "modules/qrvnvdcam/sim/sim_camera.h"
 #include "modules/qrvnvdcam/sim/sim_transmitter.h"
+#include "support/test_paths.h"
 
 namespace {
 
@@ -79,8 +80,7 @@ vx_SimSceneParams powerOnLook() {
     name = list;
     name = name.substr(0, name.find(','));
   }
-  const char* data = std::getenv("PRALIX_DATA_DIR");
-  const std::vector<std::string> dirs = {std::string(data ? data : PRALIX_SOURCE_DATA_DIR) + "/profiles"};
+  const std::vector<std::string> dirs = {pralix_test::profilesDir()};
   const vx_SimCamera camera(vxLoadSimProfile(vxResolveSimProfile(name, dirs)));
   return vxSimSceneParams(camera, false);
 }

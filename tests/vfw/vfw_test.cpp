@@ -14,6 +14,7 @@
 #include "../cli/run_pralix.h"
 #include "acquisition/video_format.h"
 #include "modules/qrvnvdcam/sim/profile.h"
+#include "support/test_paths.h"
 
 namespace {
 
@@ -52,8 +53,7 @@ nlohmann::json parseJson(const Result& r) {
 
 // The shipped profile of a name.
 vx_SimProfile shippedProfile(const std::string& name) {
-  const char* data = std::getenv("PRALIX_DATA_DIR");
-  const std::vector<std::string> dirs = {std::string(data ? data : PRALIX_SOURCE_DATA_DIR) + "/profiles"};
+  const std::vector<std::string> dirs = {pralix_test::profilesDir()};
   return vxLoadSimProfile(vxResolveSimProfile(name, dirs));
 }
 
