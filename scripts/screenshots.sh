@@ -7,6 +7,7 @@
 #   dcam_properties-gain.png         DCAM Properties with Gain shown
 #   camera_capabilities-finished.png a finished capabilities report
 #   register_dump-finished.png       a finished register dump
+#   select_dcam-not_responding.png   the camera selection with an unplugged camera
 #
 #   scripts/screenshots.sh [BUILD_DIR] [OUTPUT_DIR] [PROFILES]
 #

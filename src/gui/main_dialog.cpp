@@ -11,6 +11,7 @@
 #include <QMenuBar>
 #include <QPushButton>
 #include <QSettings>
+#include <QThread>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QWindow>
@@ -18,6 +19,7 @@
 #include <memory>
 
 #include "acquisition/dcam_module.h"
+#include "acquisition/sim_control.h"
 #include "app/camera_list.h"
 #include "gui/bus_event_log.h"
 #include "gui/dcam_pralix_app.h"
@@ -81,7 +83,7 @@ bool buildAndWait(CReportPage* page) {
   QTimer::singleShot(kReportTimeoutMs, &loop, &QEventLoop::quit);
   page->buildReport();
   if (page->isBuilding()) loop.exec();
-  return !page->isBuilding() && !page->report().empty();
+  return !page->isBuilding() && !page->lastBuildFailed() && !page->report().empty();
 }
 
 }  // namespace
@@ -235,7 +237,31 @@ int DcamPralixDlg::saveScreenshots(const QString& directory) {
       ++saved;
     m_simBus->close();
   }
-  return saved + saveCameraScreenshots(dir);
+  saved += saveCameraScreenshots(dir);
+  return saved + saveSelectionScreenshot(dir);
+}
+
+int DcamPralixDlg::saveSelectionScreenshot(const QDir& dir) {
+  // The selection dialog as it looks after a camera was pulled out: the
+  // simulated bus unplugs the last camera and plugs it back in afterwards.
+  vxCameraList& cameras = *m_services.cameras;
+  vx_SimBusControl* sim = cameras.module().simControl();
+  if (!sim || cameras.size() == 0) return 0;
+  const size_t last = cameras.size() - 1;
+  const int number = cameras.entry(last)->cameraNumber();
+  sim->unplug(number);
+  // The event comes from the module's thread by a queued call.
+  for (int tries = 0; tries < kSelectionDialogTries && !cameras.entry(last)->isUnplugged(); ++tries) {
+    QApplication::processEvents();
+    QThread::msleep(10);
+  }
+  CSelectDCAMDlg dialog(cameras, *m_services.prompter, false, this);
+  dialog.show();
+  QApplication::processEvents();
+  const bool saved = dialog.grab().save(dir.filePath("select_dcam-not_responding.png"));
+  dialog.close();
+  sim->replug(number);
+  return saved ? 1 : 0;
 }
 
 int DcamPralixDlg::saveCameraScreenshots(const QDir& dir) {

@@ -59,6 +59,7 @@ class DcamPralixDlg : public QDialog {
  private:
   // The pictures of pages that show a camera's data; returns how many were saved.
   int saveCameraScreenshots(const QDir& dir);
+  int saveSelectionScreenshot(const QDir& dir);
 
   CDcamPralixApp& m_app;
   CPageServices m_services;

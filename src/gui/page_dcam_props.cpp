@@ -10,6 +10,7 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QStyle>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -35,7 +36,7 @@ constexpr int kValueTextLimit = 20;
 QLineEdit* makeEdit(const QString& objectName, bool readOnly) {
   auto* edit = new QLineEdit;
   edit->setObjectName(objectName);
-  edit->setReadOnly(readOnly);
+  if (readOnly) markReadOnly(edit);
   return edit;
 }
 
@@ -110,6 +111,7 @@ CPageDCAMProps::CPageDCAMProps(const CPageServices& services, QWidget* parent)
 
   auto* manual = new QGroupBox("Manual Register Control");
   auto* manualLayout = new QGridLayout(manual);
+  m_manualLayout = manualLayout;
   m_relativeRadio = new QRadioButton("Value Control");
   m_relativeRadio->setObjectName("relativeRadio");
   m_minEdit = makeEdit("minEdit", true);
@@ -158,6 +160,9 @@ CPageDCAMProps::CPageDCAMProps(const CPageServices& services, QWidget* parent)
   connect(m_relativeRadio, &QRadioButton::clicked, this, &CPageDCAMProps::useRelative);
   connect(m_absoluteRadio, &QRadioButton::clicked, this, &CPageDCAMProps::useAbsolute);
   connect(m_applyButton, &QPushButton::clicked, this, &CPageDCAMProps::apply);
+  // Enter in a value box applies it, as the Apply button does.
+  connect(m_valueEdit, &QLineEdit::returnPressed, this, &CPageDCAMProps::apply);
+  connect(m_value2Edit, &QLineEdit::returnPressed, this, &CPageDCAMProps::apply);
 
   m_cameraName->setText(kPleaseSelectCamera);
   m_featureList->setEnabled(false);
@@ -206,7 +211,29 @@ void CPageDCAMProps::selectCamera() {
       m_featureList->addItem(info.listedName);
     }
   });
+  fitToFeatures();
   showFeature();
+}
+
+void CPageDCAMProps::fitToFeatures() {
+  // The feature names are read whole, and the labels' column is as wide as
+  // the widest label of any feature, so that the value boxes stay in one
+  // place whichever feature is shown.
+  const QFontMetrics listMetrics(m_featureList->font());
+  int widestName = 0;
+  for (int row = 0; row < m_featureList->count(); ++row)
+    widestName = std::max(widestName, listMetrics.horizontalAdvance(m_featureList->item(row)->text()));
+  m_featureList->setMinimumWidth(widestName + 2 * m_featureList->frameWidth() +
+                                 4 * listMetrics.averageCharWidth() +
+                                 style()->pixelMetric(QStyle::PM_ScrollBarExtent));
+  const QFontMetrics labelMetrics(m_valueLabel->font());
+  int widestLabel = std::max(labelMetrics.horizontalAdvance("Min"), labelMetrics.horizontalAdvance("Value"));
+  for (const Listed& listed : m_listed) {
+    widestLabel = std::max(widestLabel, labelMetrics.horizontalAdvance(listed.labels));
+    for (const QString& part : listed.labels.split(';'))
+      widestLabel = std::max(widestLabel, labelMetrics.horizontalAdvance(part));
+  }
+  m_manualLayout->setColumnMinimumWidth(0, widestLabel + labelMetrics.averageCharWidth());
 }
 
 void CPageDCAMProps::showFeature() {

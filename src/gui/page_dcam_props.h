@@ -13,6 +13,7 @@
 
 class QButtonGroup;
 class QCheckBox;
+class QGridLayout;
 class QLabel;
 class QLineEdit;
 class QListWidget;
@@ -65,6 +66,7 @@ class CPageDCAMProps : public QWidget {
   const Listed* current() const;
   void showValues(const Listed& listed);
   void settle() const;
+  void fitToFeatures();
   // Runs a handler's camera work; a failed transfer is reported and leaves
   // the page as it was last drawn.
   void guarded(const std::function<void()>& work);
@@ -93,4 +95,5 @@ class CPageDCAMProps : public QWidget {
   QLabel* m_value2Label;
   QLineEdit* m_value2Edit;
   QPushButton* m_applyButton;
+  QGridLayout* m_manualLayout = nullptr;
 };

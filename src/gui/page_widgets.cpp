@@ -36,10 +36,26 @@ CCameraRow addCameraRow(QBoxLayout* layout) {
   line->addWidget(new QLabel("Selected DCAM"));
   row.name = new QLineEdit(kPleaseSelectCamera);
   row.name->setObjectName("selectedCamera");
-  row.name->setReadOnly(true);
+  markReadOnly(row.name);
+  // A long name is read from its start, the camera's vendor and model, not
+  // from the end of its GUID; the whole name is in the tool tip.
+  QLineEdit* name = row.name;
+  QObject::connect(name, &QLineEdit::textChanged, name, [name](const QString& text) {
+    name->setCursorPosition(0);
+    name->setToolTip(text);
+  });
   line->addWidget(row.name, 1);
   row.select = makeButton("Select ...", "selectButton");
   line->addWidget(row.select);
   layout->addLayout(line);
   return row;
+}
+
+void markReadOnly(QLineEdit* edit) {
+  edit->setReadOnly(true);
+  // Drawn on the window's colour, as a read-only field looks; it still takes
+  // the focus, so its text can be selected and copied from the keyboard.
+  QPalette palette = edit->palette();
+  palette.setColor(QPalette::Base, palette.color(QPalette::Window));
+  edit->setPalette(palette);
 }

@@ -25,5 +25,7 @@ struct CCameraRow {
 // "Selected DCAM", the read-only camera name reading "Please select a
 // camera", and "Select ...".
 CCameraRow addCameraRow(QBoxLayout* layout);
+// Makes a field read-only and makes it look so.
+void markReadOnly(QLineEdit* edit);
 // A button with its objectName.
 QPushButton* makeButton(const QString& text, const QString& objectName, QWidget* parent = nullptr);

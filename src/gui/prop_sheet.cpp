@@ -10,6 +10,8 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 #include "gui/page_dcam_props.h"
 #include "gui/page_formats.h"
 #include "gui/page_info.h"
@@ -48,10 +50,10 @@ DcamPralixPropSheet::DcamPralixPropSheet(const QString& caption, const CPageServ
   auto* layout = new QHBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
   auto* splitter = new QSplitter(Qt::Horizontal);
+  m_splitter = splitter;
   m_tree = new QTreeWidget;
   m_tree->setObjectName("pageTree");
   m_tree->setHeaderHidden(true);
-  m_tree->setMinimumWidth(200);
   m_stack = new QStackedWidget;
   m_stack->setObjectName("pageStack");
   splitter->addWidget(m_tree);
@@ -92,6 +94,19 @@ DcamPralixPropSheet::DcamPralixPropSheet(const QString& caption, const CPageServ
   addPage(m_pageUTValidate);
 
   m_tree->expandAll();
+  // The tree is as wide as its longest caption and no wider: in a narrow
+  // window the room goes to the page.
+  int widest = 0;
+  for (QTreeWidgetItemIterator it(m_tree); *it; ++it) {
+    int depth = 1;  // the branch of a top-level node takes one indentation too
+    for (const QTreeWidgetItem* up = (*it)->parent(); up; up = up->parent()) ++depth;
+    widest = std::max(widest, depth * m_tree->indentation() +
+                                  m_tree->fontMetrics().horizontalAdvance((*it)->text(0)));
+  }
+  const int treeWidth = widest + 2 * m_tree->frameWidth() + 3 * m_tree->fontMetrics().averageCharWidth();
+  m_tree->setMinimumWidth(treeWidth);
+  m_splitter->setStretchFactor(0, 0);
+  m_splitter->setSizes({treeWidth, std::max(1, width() - treeWidth)});
   connect(m_tree, &QTreeWidget::currentItemChanged, this,
           [this](QTreeWidgetItem* current) { showNode(current); });
   m_tree->setCurrentItem(m_tree->topLevelItem(0));

@@ -6,6 +6,7 @@
 #include "gui/page_services.h"
 
 class QLabel;
+class QSplitter;
 class QStackedWidget;
 class QTreeWidget;
 class QTreeWidgetItem;
@@ -53,6 +54,7 @@ class DcamPralixPropSheet : public QWidget {
 
   QString m_caption;
   QTreeWidget* m_tree;
+  QSplitter* m_splitter;
   QStackedWidget* m_stack;
   QWidget* m_emptyGroupPage;
 

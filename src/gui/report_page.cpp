@@ -125,8 +125,9 @@ void CReportPage::setBusy(bool busy) {
 
 void CReportPage::buildReport() {
   if (!m_selectedCamera || isBuilding()) return;
-  m_report.clear();
-  m_text->clear();
+  // The report on show stays until a new one is complete: a build that fails
+  // half way (a camera unplugged) must not take the last good one with it.
+  m_lastBuildFailed = false;
   setBusy(true);
   m_progress->setValue(0);
 
@@ -154,10 +155,13 @@ void CReportPage::showProgress(double fraction) {
 
 void CReportPage::finish(std::string report, QString error) {
   joinWorker();
-  m_report = std::move(report);
-  m_text->setPlainText(displayText(m_report));
+  m_lastBuildFailed = !error.isEmpty();
+  if (!m_lastBuildFailed) {
+    m_report = std::move(report);
+    m_text->setPlainText(displayText(m_report));
+  }
   setBusy(false);
-  if (!error.isEmpty()) m_services.prompter->error(this, error);
+  if (m_lastBuildFailed) m_services.prompter->error(this, error);
   emit reportFinished();
 }
 

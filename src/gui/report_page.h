@@ -39,6 +39,8 @@ class CReportPage : public QWidget {
   // The last complete report as built, with CR LF between its lines.
   const std::string& report() const { return m_report; }
   bool isBuilding() const { return m_worker.joinable(); }
+  // The last build stopped with an error; the report before it is still shown.
+  bool lastBuildFailed() const { return m_lastBuildFailed; }
   void setFileNamePrompt(FileNamePrompt prompt) { m_fileNamePrompt = std::move(prompt); }
 
  public slots:
@@ -71,6 +73,7 @@ class CReportPage : public QWidget {
   std::shared_ptr<vxCameraEntry> m_selectedCamera;
   std::string m_report;
   bool m_cursorOverridden = false;
+  bool m_lastBuildFailed = false;
 
   QLineEdit* m_cameraName;
   QPushButton* m_selectButton;

@@ -6,7 +6,11 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QScreen>
+#include <QStyle>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 #include "app/camera_list.h"
 #include "app/camera_selection.h"
@@ -18,11 +22,16 @@ CSelectDCAMDlg::CSelectDCAMDlg(vxCameraList& cameras, CPrompter& prompter, bool 
                                QWidget* parent)
     : QDialog(parent), m_cameras(cameras), m_prompter(prompter), m_exclusive(exclusive) {
   setWindowTitle("Select DCAM");
+  setSizeGripEnabled(true);
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(new QLabel("DCAM cameras:"));
   m_list = new QListWidget;
   m_list->setObjectName("cameraList");
-  layout->addWidget(m_list);
+  layout->addWidget(m_list, 1);
+  m_emptyText = new QLabel(kNoCamerasText);
+  m_emptyText->setObjectName("noCamerasText");
+  m_emptyText->setWordWrap(true);
+  layout->addWidget(m_emptyText, 1);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
   buttons->button(QDialogButtonBox::Ok)->setObjectName("okButton");
   buttons->button(QDialogButtonBox::Cancel)->setObjectName("cancelButton");
@@ -36,11 +45,32 @@ CSelectDCAMDlg::CSelectDCAMDlg(vxCameraList& cameras, CPrompter& prompter, bool 
                                                  m_exclusive, entry->hasAcquisitionWindow());
     m_list->addItem(QString::fromStdString(text));
   }
+  m_list->setVisible(cameras.size() != 0);
+  m_emptyText->setVisible(cameras.size() == 0);
+  fitListToItems();
   const int initial = vxInitialSelection(cameras.size());
   if (initial >= 0)
     m_list->setCurrentRow(initial);
   else
     m_list->setCurrentRow(-1, QItemSelectionModel::Clear);
+}
+
+void CSelectDCAMDlg::fitListToItems() {
+  // A camera's name, its GUID and the " (not-responding)" mark after them are
+  // what the user picks by: the list is as wide as its longest line (up to
+  // most of the screen), and the dialog, which may be made larger, follows.
+  const QFontMetrics metrics(m_list->font());
+  int widest = 0;
+  for (int row = 0; row < m_list->count(); ++row)
+    widest = std::max(widest, metrics.horizontalAdvance(m_list->item(row)->text()));
+  const int margins = 2 * m_list->frameWidth() + 4 * m_list->spacing() + metrics.averageCharWidth() * 2 +
+                      style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+  int limit = 1600;
+  if (const QScreen* shown = screen()) limit = shown->availableGeometry().width() * 9 / 10;
+  m_list->setMinimumWidth(std::min(limit, std::max(kMinimumListWidth, widest + margins)));
+  const int rows = std::clamp(m_list->count(), 3, 12);
+  m_list->setMinimumHeight(rows * std::max(metrics.height(), m_list->sizeHintForRow(0)) +
+                           2 * m_list->frameWidth());
 }
 
 bool CSelectDCAMDlg::isResponding(const vxCameraEntry& entry) const {

@@ -7,6 +7,7 @@
 
 class CPrompter;
 class QLineEdit;
+class QLabel;
 class QListWidget;
 class QPushButton;
 class vxCameraEntry;
@@ -16,6 +17,12 @@ struct CPageServices;
 class CSelectDCAMDlg : public QDialog {
   Q_OBJECT
  public:
+  // Shown in place of the list when the module knows no camera.
+  static constexpr const char* kNoCamerasText =
+      "No DCAM cameras were found. Check that the camera is connected and powered and that "
+      "this user may open /dev/fw* (Help, Module and bus layers tells what the program "
+      "found), or start the program with --simulate to use simulated cameras.";
+
   // exclusive: the caller needs the camera for itself, so a camera that an
   // acquisition window holds is marked and refused.
   CSelectDCAMDlg(vxCameraList& cameras, CPrompter& prompter, bool exclusive,
@@ -30,11 +37,15 @@ class CSelectDCAMDlg : public QDialog {
 
  private:
   bool isResponding(const vxCameraEntry& entry) const;
+  void fitListToItems();
+
+  static constexpr int kMinimumListWidth = 320;
 
   vxCameraList& m_cameras;
   CPrompter& m_prompter;
   const bool m_exclusive;
   QListWidget* m_list;
+  QLabel* m_emptyText;
   int m_selected = -1;
 };
 

@@ -30,6 +30,32 @@ TEST(AppCommandLine, SimulateOption) {
   EXPECT_FALSE(vxSimulateArgument({"--simulated"}).has_value());
 }
 
+TEST(AppCommandLine, ArgumentsBeforeAnyWindow) {
+  auto action = [](std::vector<std::string> arguments) { return vxCheckAppArguments(arguments).action; };
+  EXPECT_EQ(action({}), vxAppAction::Run);
+  EXPECT_EQ(action({"--simulate", "korvane-kv640m", "-legacy"}), vxAppAction::Run);
+  EXPECT_EQ(action({"--simulate=a,b", "--screenshots=/tmp/x"}), vxAppAction::Run);
+  // The legacy switch stays a substring rule.
+  EXPECT_EQ(action({"x-legacyy"}), vxAppAction::Run);
+  // Qt's own options and their values pass.
+  EXPECT_EQ(action({"-platform", "offscreen", "-style=fusion", "--reverse"}), vxAppAction::Run);
+  EXPECT_EQ(action({"--simulate", "--help"}), vxAppAction::Help);
+  EXPECT_EQ(action({"-h"}), vxAppAction::Help);
+  EXPECT_EQ(action({"--version"}), vxAppAction::Version);
+
+  const vxAppArgumentCheck unknown = vxCheckAppArguments({"--simulate", "--fast"});
+  EXPECT_EQ(unknown.action, vxAppAction::Refuse);
+  EXPECT_EQ(unknown.message, "unknown option '--fast'");
+  // A word after --simulate is its profile list; a word anywhere else is not.
+  EXPECT_EQ(vxCheckAppArguments({"-legacy", "stray"}).message, "unexpected argument 'stray'");
+  EXPECT_EQ(vxCheckAppArguments({"-platform"}).message, "option -platform needs a value");
+  EXPECT_EQ(action({"--version", "--bogus"}), vxAppAction::Refuse);
+
+  const std::string usage = vxAppUsage();
+  for (const char* option : {"--simulate[=PROFILE,...]", "-legacy", "--help", "--version"})
+    EXPECT_NE(usage.find(option), std::string::npos) << option;
+}
+
 TEST(RegisterText, ScansHexAndRefusesText) {
   EXPECT_EQ(vxScanRegisterText("1f"), 0x1Fu);
   EXPECT_EQ(vxScanRegisterText(" 0xF0F00800"), 0xF0F00800u);

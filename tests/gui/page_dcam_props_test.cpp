@@ -256,6 +256,56 @@ class TestPageDCAMProps : public QObject {
     QCOMPARE(f.edit("value2Edit")->text(), QString("2"));
   }
 
+  void valueBoxesStayInOneColumnAndEnterApplies() {
+    PropsFixture f;
+    f.addFeature(kBrightness, inquiry(kInqAll, 0, 4095), kOn | 100);
+    f.addFeature(kWhiteBalance, inquiry(kInqAll, 0, 1023), kOn | 33 << 12 | 44);
+    f.addFeature(kTemperature, inquiry(kInqAll, 0, 4095), kOn | 7 << 12 | 8);
+    f.chooseCamera(0);
+    f.page->resize(700, 500);
+    f.page->show();
+    QVERIFY(QTest::qWaitForWindowExposed(f.page.get()));
+
+    // Every feature name is read whole.
+    const QFontMetrics metrics(f.list()->font());
+    for (const QString& name : f.listed())
+      QVERIFY2(f.list()->viewport()->width() >= metrics.horizontalAdvance(name), qPrintable(name));
+
+    // Whatever the labels' length, the value box does not move.
+    QList<int> columns;
+    for (const char* feature : {"Brightness", "Temperature", "White Balance"}) {
+      f.pick(feature);
+      QApplication::processEvents();
+      columns.append(f.edit("valueEdit")->mapTo(f.page.get(), QPoint(0, 0)).x());
+    }
+    QCOMPARE(columns[1], columns[0]);
+    QCOMPARE(columns[2], columns[0]);
+
+    // Min and max can be read and copied, never typed in, and look it.
+    for (const char* name : {"minEdit", "maxEdit"}) {
+      QLineEdit* edit = f.edit(name);
+      QVERIFY(edit->isReadOnly());
+      QCOMPARE(edit->palette().color(QPalette::Base), edit->palette().color(QPalette::Window));
+    }
+    QVERIFY(f.edit("valueEdit")->palette().color(QPalette::Base) !=
+            f.edit("valueEdit")->palette().color(QPalette::Window));
+
+    // Enter in the value box applies it.
+    f.pick("Brightness");
+    f.edit("valueEdit")->setFocus();
+    f.edit("valueEdit")->selectAll();
+    QTest::keyClicks(f.edit("valueEdit"), "321");
+    QTest::keyClick(f.edit("valueEdit"), Qt::Key_Return);
+    QCOMPARE(f.camera.get(0x800), kOn | 321u);
+    f.pick("White Balance");
+    f.edit("value2Edit")->setFocus();
+    f.edit("value2Edit")->selectAll();
+    QTest::keyClicks(f.edit("value2Edit"), "55");
+    QTest::keyClick(f.edit("value2Edit"), Qt::Key_Enter);
+    QCOMPARE(f.camera.get(0x80C), kOn | 55u << 12 | 44u);
+    QVERIFY(f.prompter.messages.isEmpty());
+  }
+
   void absoluteModeShowsThreeDecimalsAndWritesFloats() {
     PropsFixture f;
     f.addAbsoluteGain(kOn | 200, 0.5f, 24.0f, 3.25f);

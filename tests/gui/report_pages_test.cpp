@@ -212,6 +212,26 @@ class TestReportPages : public QObject {
     QVERIFY(!QApplication::overrideCursor());
   }
 
+  void aFailedReportKeepsThePreviousOne() {
+    auto module = simulate({"korvane-kv640m"});
+    PageFixture<CPageFormats> f(*module);
+    f.chooseCamera(0);
+    runReport(f, "capabilitiesButton");
+    QVERIFY(f.prompter.messages.isEmpty());
+    QVERIFY(!f.page->lastBuildFailed());
+    const QString before = f.find<QPlainTextEdit>("reportText")->toPlainText();
+    QVERIFY(before.contains("QORVEL DCAM MODULE INFO"));
+
+    module->simControl()->unplug(0);
+    runReport(f, "capabilitiesButton");
+    QCOMPARE(f.prompter.messages.size(), 1);
+    QVERIFY(f.page->lastBuildFailed());
+    QCOMPARE(f.find<QPlainTextEdit>("reportText")->toPlainText(), before);
+    QCOMPARE(shown(f.page->report()), before);
+    QVERIFY(f.button("copyButton")->isEnabled());
+    QVERIFY(f.button("saveButton")->isEnabled());
+  }
+
   void closingThePageDuringADumpWaitsForTheWorker() {
     auto module = simulate({"korvane-kv640m"});
     module->simControl()->setLatency(20us, 20us);

@@ -1,5 +1,7 @@
 // The camera selection dialog driven through its widgets.
+#include <QLabel>
 #include <QListWidget>
+#include <QScrollBar>
 #include <QPushButton>
 #include <QtTest>
 
@@ -152,6 +154,26 @@ class TestSelectDCAMDlg : public QObject {
     QCOMPARE(dialog.selectedIndex(), 0);
   }
 
+  void longNamesAndTheirMarksAreReadWithoutScrolling() {
+    CRecordingPrompter prompter;
+    FakeModule module(2);
+    module.fake(1).vendor = "Qorvel Machine Vision Instruments Incorporated";
+    module.fake(1).model = "Ultra High Resolution Inspection Camera UX-1600B/ColorPlus";
+    vxCameraList cameras(module);
+    module.fireBusEvent(1, FakeModule::unplugEvent());
+    CSelectDCAMDlg dialog(cameras, prompter, false);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    QListWidget* list = listOf(dialog);
+    const QString longest = list->item(1)->text();
+    QVERIFY(longest.endsWith(" (not-responding)"));
+    // The whole line fits the list: no sideways scrolling hides the mark.
+    QVERIFY2(list->viewport()->width() >= list->fontMetrics().horizontalAdvance(longest),
+             qPrintable(QString("viewport %1").arg(list->viewport()->width())));
+    QVERIFY(!list->horizontalScrollBar()->isVisible());
+    QVERIFY(!dialog.findChild<QLabel*>("noCamerasText")->isVisible());
+  }
+
   void okWithNoCameraClosesWithoutCamera() {
     CRecordingPrompter prompter;
     FakeModule module(0);
@@ -159,6 +181,11 @@ class TestSelectDCAMDlg : public QObject {
     CSelectDCAMDlg dialog(cameras, prompter, true);
     dialog.show();
     QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    // The dialog says that there are no cameras instead of showing an empty list.
+    QVERIFY(!listOf(dialog)->isVisible());
+    auto* empty = dialog.findChild<QLabel*>("noCamerasText");
+    QVERIFY(empty->isVisible());
+    QVERIFY(empty->text().startsWith("No DCAM cameras were found."));
     clickOk(dialog);
     QVERIFY(!dialog.isVisible());
     QCOMPARE(dialog.result(), int(QDialog::Accepted));

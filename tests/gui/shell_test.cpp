@@ -5,6 +5,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
+#include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -20,6 +21,7 @@
 #include "gui/dcam_pralix_app.h"
 #include "gui/main_dialog.h"
 #include "gui/page_info.h"
+#include "gui/page_reg_rw.h"
 #include "gui/page_topology.h"
 #include "gui/prop_sheet.h"
 #include "gui/queued_calls.h"
@@ -167,6 +169,69 @@ class TestShell : public QObject {
     f.dialog->resize(1200, 800);
     QTRY_VERIFY(f.currentPage()->width() >= small.width() + 300);
     QVERIFY(f.currentPage()->height() >= small.height() + 250);
+  }
+
+  void aNarrowWindowLeavesTheRoomToThePage() {
+    ShellFixture f;
+    f.dialog->resize(640, 480);
+    QVERIFY(QTest::qWaitForWindowExposed(f.dialog.get()));
+    QTreeWidget* tree = f.tree();
+    // The tree keeps the width of its captions, no more.
+    int widest = 0;
+    for (QTreeWidgetItemIterator it(tree); *it; ++it) {
+      const int depth = (*it)->parent() ? ((*it)->parent()->parent() ? 3 : 2) : 1;
+      widest = std::max(widest, depth * tree->indentation() + tree->fontMetrics().horizontalAdvance((*it)->text(0)));
+    }
+    QTRY_VERIFY(tree->width() >= widest);
+    QVERIFY2(tree->width() <= widest + 60, qPrintable(QString("tree %1 for captions of %2").arg(tree->width()).arg(widest)));
+
+    // A long camera name is shown from its start, whole in the tool tip.
+    f.module.fake(1).vendor = "Qorvel Machine Vision Instruments Incorporated";
+    f.module.fake(1).model = "Ultra High Resolution Inspection Camera";
+    vxCameraList cameras(f.module);
+    CPageServices services;
+    services.cameras = &cameras;
+    services.prompter = &f.prompter;
+    CPageRegRW page(services);
+    page.resize(300, 200);
+    page.show();
+    ModalAnswer answer(1);
+    QTest::mouseClick(page.findChild<QPushButton*>("selectButton"), Qt::LeftButton);
+    auto* name = page.findChild<QLineEdit*>("selectedCamera");
+    QCOMPARE(name->toolTip(), QString::fromStdString(cameras.entry(1)->displayName()));
+    QCOMPARE(name->text(), name->toolTip());
+    QCOMPARE(name->cursorPosition(), 0);
+  }
+
+  void helpAndUnknownOptionsAnswerWithoutAWindow() {
+    struct Run {
+      int status;
+      QString out, err;
+    };
+    auto run = [](const QStringList& arguments) {
+      QProcess process;
+      QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+      // With no display at all the answers must come before Qt needs one.
+      environment.remove("DISPLAY");
+      environment.remove("WAYLAND_DISPLAY");
+      environment.remove("QT_QPA_PLATFORM");
+      process.setProcessEnvironment(environment);
+      process.start(DCAM_PRALIX_BIN, arguments);
+      process.waitForFinished(30000);
+      return Run{process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+                 QString::fromUtf8(process.readAllStandardError())};
+    };
+    const Run help = run({"--help"});
+    QCOMPARE(help.status, 0);
+    QVERIFY(help.out.startsWith("Usage: dcam-pralix [--simulate[=PROFILE,...]] [-legacy] [--help] [--version]"));
+    const Run version = run({"--version"});
+    QCOMPARE(version.status, 0);
+    QVERIFY(version.out.startsWith("dcam-pralix "));
+    const Run unknown = run({"--simulate", "--fast"});
+    QCOMPARE(unknown.status, 2);
+    QVERIFY(unknown.err.startsWith("dcam-pralix: unknown option '--fast'"));
+    QVERIFY(unknown.err.contains("Usage: dcam-pralix"));
+    QVERIFY(unknown.out.isEmpty());
   }
 
   void firstShownIsToldOnceWhenTheWindowIsOnScreen() {
