@@ -96,7 +96,10 @@ TEST(PralixFailures, SayWhyOnTheLineAfterTheProgramsMessage) {
     const char* message;
     const char* reason;
   } cases[] = {
-      {"read 601", "Register read failed!", "not a quadlet address"},
+      {"read 601", "Register read failed!", "0x00000601 is not a quadlet address"},
+      {"read FFFFFFFF", "Register read failed!", "0xFFFFFFFF is not a quadlet address"},
+      // An offset so large that the camera's base pushes it past the CSR space.
+      {"read 0F100000", "Register read failed!", "lies beyond the camera's CSR space"},
       {"read F0000800", "Register read failed!", "no register answers at 0xF0000800"},
       // The configuration ROM is read-only, as a real node's is.
       {"write F0000404 0", "Register write failed!", "read-only configuration ROM"},

@@ -459,7 +459,12 @@ bool vx_SimCamera::resolve(uint32_t address, uint32_t& absolute, std::string* er
     return false;
   }
   if (!absoluteAddress(address, m_base, absolute)) {
-    if (error) *error = vxFormat("0x%08X is not a quadlet address of the camera", address);
+    // The same reasons the libdc1394 layer gives.
+    if (error)
+      *error = address % 4 != 0
+                   ? vxFormat("0x%08X is not a quadlet address", address)
+                   : vxFormat("0x%08X lies beyond the camera's CSR space (command registers at 0x%08X)",
+                              address, m_base);
     return false;
   }
   if (m_regs.find(absolute) == m_regs.end()) {
