@@ -1,4 +1,5 @@
-// IEEE 1212 configuration ROMs read quadlet by quadlet: entries named by their keys, units and their IIDC entries.
+// IEEE 1212 configuration ROMs read quadlet by quadlet: entries named by their keys, units and
+// their IIDC entries.
 #include "acquisition/config_rom_reader.h"
 
 #include <algorithm>
@@ -19,11 +20,15 @@ struct KeyName {
 
 // IEEE 1212 keys as they appear in root and unit directories.
 constexpr KeyName kKeys[] = {
-    {0x81, "Textual_Descriptor", "descriptor_offset", "Quadlet offset from this entry to a textual descriptor leaf of the entry before"},
-    {0xC1, "Descriptor_Directory", "descriptor_offset", "Quadlet offset from this entry to a descriptor directory of the entry before"},
+    {0x81, "Textual_Descriptor", "descriptor_offset",
+     "Quadlet offset from this entry to a textual descriptor leaf of the entry before"},
+    {0xC1, "Descriptor_Directory", "descriptor_offset",
+     "Quadlet offset from this entry to a descriptor directory of the entry before"},
     {0x02, "Bus_Dependent_Info", "bus_dependent_info", "Bus-dependent information"},
-    {0x82, "Bus_Dependent_Info", "bus_dependent_info_offset", "Quadlet offset from this entry to a bus-dependent information leaf"},
-    {0xC2, "Bus_Dependent_Info", "bus_dependent_info_offset", "Quadlet offset from this entry to a bus-dependent information directory"},
+    {0x82, "Bus_Dependent_Info", "bus_dependent_info_offset",
+     "Quadlet offset from this entry to a bus-dependent information leaf"},
+    {0xC2, "Bus_Dependent_Info", "bus_dependent_info_offset",
+     "Quadlet offset from this entry to a bus-dependent information directory"},
     {0x03, "Module_Vendor_Id", "module_vendor_id", "Company ID (IEEE OUI) of the module vendor"},
     {0x04, "Hardware_Version", "hardware_version", "Hardware version of the module"},
     {0x05, "Module_Spec_Id", "module_spec_id", "Organisation that specifies the module"},
@@ -33,14 +38,20 @@ constexpr KeyName kKeys[] = {
     {0x09, "Node_Hw_Version", "node_hw_version", "Hardware version of the node"},
     {0x0A, "Node_Spec_Id", "node_spec_id", "Organisation that specifies the node"},
     {0x0B, "Node_Sw_Version", "node_sw_version", "Software version of the node"},
-    {0x0C, "Node_Capabilities", "node_capabilities", "CSR architecture features implemented by the node (0x0083C0 for IEEE 1394 nodes)"},
-    {0x8D, "Node_Unique_Id", "indirect_offset", "Quadlet offset from this entry to the Node_Unique_Id leaf (EUI-64)"},
+    {0x0C, "Node_Capabilities", "node_capabilities",
+     "CSR architecture features implemented by the node (0x0083C0 for IEEE 1394 nodes)"},
+    {0x8D, "Node_Unique_Id", "indirect_offset",
+     "Quadlet offset from this entry to the Node_Unique_Id leaf (EUI-64)"},
     {0x0E, "Node_Units_Extent", "node_units_extent", "Extent of the node's units space"},
     {0x0F, "Node_Memory_Extent", "node_memory_extent", "Extent of the node's memory space"},
-    {0xD1, "Unit_Directory", "unit_directory_offset", "Quadlet offset from this entry to a unit directory"},
-    {0x12, "Unit_Spec_Id", "unit_spec_id", "Organisation that specifies the unit (0x00A02D for IIDC)"},
-    {0x13, "Unit_Sw_Version", "unit_sw_version", "Software version of the unit (0x100 IIDC 1.04, 0x101 1.20, 0x102 1.30 and later)"},
-    {0xD4, "Unit_Dependent_Directory", "unit_dependent_offset", "Quadlet offset from this entry to the unit-dependent directory"},
+    {0xD1, "Unit_Directory", "unit_directory_offset",
+     "Quadlet offset from this entry to a unit directory"},
+    {0x12, "Unit_Spec_Id", "unit_spec_id",
+     "Organisation that specifies the unit (0x00A02D for IIDC)"},
+    {0x13, "Unit_Sw_Version", "unit_sw_version",
+     "Software version of the unit (0x100 IIDC 1.04, 0x101 1.20, 0x102 1.30 and later)"},
+    {0xD4, "Unit_Dependent_Directory", "unit_dependent_offset",
+     "Quadlet offset from this entry to the unit-dependent directory"},
     {0x15, "Unit_Location", "unit_location", "Location of the unit's registers"},
     {0x17, "Model_Id", "model_id", "Model identifier given by the vendor"},
     {0x18, "Instance", "instance", "Instance"},
@@ -50,24 +61,31 @@ constexpr KeyName kKeys[] = {
 
 // IIDC keys of a unit-dependent directory.
 constexpr KeyName kIidcKeys[] = {
-    {0x40, "Command_Regs_Base", "command_regs_base", "Quadlet offset from 0xF0000000 of the IIDC command registers"},
-    {0x81, "Vendor_Name_Leaf", "vendor_name_offset", "Quadlet offset from this entry to the vendor name leaf"},
-    {0x82, "Model_Name_Leaf", "model_name_offset", "Quadlet offset from this entry to the model name leaf"},
-    {0x38, "Unit_Sub_Sw_Version", "unit_sub_sw_version", "IIDC minor version (0x10 for 1.31, 0x20 for 1.32 ...)"},
+    {0x40, "Command_Regs_Base", "command_regs_base",
+     "Quadlet offset from 0xF0000000 of the IIDC command registers"},
+    {0x81, "Vendor_Name_Leaf", "vendor_name_offset",
+     "Quadlet offset from this entry to the vendor name leaf"},
+    {0x82, "Model_Name_Leaf", "model_name_offset",
+     "Quadlet offset from this entry to the model name leaf"},
+    {0x38, "Unit_Sub_Sw_Version", "unit_sub_sw_version",
+     "IIDC minor version (0x10 for 1.31, 0x20 for 1.32 ...)"},
 };
 
 const char* const kTypeNames[4] = {"immediate", "CSR offset", "leaf", "directory"};
 
 // Reads a block at address; body gets its quadlets as far as they could be read.
-vxRomBlock readBlock(const vxRomQuadletReader& read, uint32_t address, std::vector<uint32_t>& body) {
+vxRomBlock readBlock(const vxRomQuadletReader& read, uint32_t address,
+                     std::vector<uint32_t>& body) {
   vxRomBlock block;
   block.address = address;
   body.clear();
   uint32_t header = 0;
-  if (address < kConfigRomStart || address >= kConfigRomEnd || address % 4 != 0 || !read(address, header))
+  if (address < kConfigRomStart || address >= kConfigRomEnd || address % 4 != 0 ||
+      !read(address, header))
     return block;
   block.length = header >> 16;
-  const uint32_t readable = std::min(block.length, std::min(kMaxBlockLength, (kConfigRomEnd - address) / 4 - 1));
+  const uint32_t readable =
+      std::min(block.length, std::min(kMaxBlockLength, (kConfigRomEnd - address) / 4 - 1));
   for (uint32_t i = 1; i <= readable; ++i) {
     uint32_t value = 0;
     if (!read(address + 4 * i, value)) return block;
@@ -183,7 +201,8 @@ vxConfigRom vxReadConfigRom(const vxRomQuadletReader& read) {
     for (const vxRomEntry& e : unit.directory.entries) {
       if (e.key() == 0x12) unit.specId = e.value();
       if (e.key() == 0x13) unit.swVersion = e.value();
-      if (e.key() == 0xD4 && !unit.dependent) unit.dependent = readDirectory(read, e.target(), crcsOk);
+      if (e.key() == 0xD4 && !unit.dependent)
+        unit.dependent = readDirectory(read, e.target(), crcsOk);
     }
     if (unit.dependent && unit.isIidc()) {
       // Some cameras (the iSight) give their model as a second 0x81 leaf

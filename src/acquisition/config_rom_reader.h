@@ -1,4 +1,5 @@
-// IEEE 1212 configuration ROMs read quadlet by quadlet: entries named by their keys, units and their IIDC entries.
+// IEEE 1212 configuration ROMs read quadlet by quadlet: entries named by their keys, units and
+// their IIDC entries.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +16,8 @@ uint16_t vxIeee1212Crc16(const uint32_t* quadlets, size_t count);
 // Where the configuration ROM lies in the CSR space (absolute, the end exclusive).
 constexpr uint32_t kConfigRomStart = 0xF0000400u;
 constexpr uint32_t kConfigRomEnd = 0xF0000800u;
-constexpr uint32_t kRootDirectoryAddress = 0xF0000414u;  // after the usual five-quadlet bus info block
+constexpr uint32_t kRootDirectoryAddress =
+    0xF0000414u;  // after the usual five-quadlet bus info block
 constexpr uint32_t kIidcUnitSpecId = 0x00A02D;
 
 // The directory an entry sits in: some keys mean other things in an IIDC
@@ -102,4 +104,5 @@ using vxRomQuadletReader = std::function<bool(uint32_t address, uint32_t& value)
 vxConfigRom vxReadConfigRom(const vxRomQuadletReader& read);
 
 // The text of a textual descriptor leaf (minimal ASCII), up to its first NUL.
-std::string vxReadRomTextLeaf(const vxRomQuadletReader& read, uint32_t address, vxRomBlock* block = nullptr);
+std::string vxReadRomTextLeaf(const vxRomQuadletReader& read, uint32_t address,
+                              vxRomBlock* block = nullptr);

@@ -232,7 +232,8 @@ uint32_t vxDcamCommandBase(const vx1394DCAM& camera) {
 }
 
 bool vxDcamInitialize(vx1394DCAM& camera, std::string* error) {
-  return write(camera, vxDcamCommandBase(camera) + vxDcamReg::kInitialize, vxDcamReg::kInitializeFlag, error);
+  return write(camera, vxDcamCommandBase(camera) + vxDcamReg::kInitialize,
+               vxDcamReg::kInitializeFlag, error);
 }
 
 uint32_t vxDcamVersionNumber(const vx1394DCAM& camera) {

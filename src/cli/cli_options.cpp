@@ -7,7 +7,9 @@
 
 namespace {
 
-bool takesValue(const std::string& arg) { return arg == "-c" || arg == "--camera"; }
+bool takesValue(const std::string& arg) {
+  return arg == "-c" || arg == "--camera";
+}
 
 bool isCommandOption(const std::string& arg) {
   if (arg == "--json" || takesValue(arg)) return true;
@@ -27,7 +29,9 @@ bool finiteNumber(const std::string& text, double& value) {
   }
 }
 
-std::string numberText(double value) { return vxFormat("%g", value); }
+std::string numberText(double value) {
+  return vxFormat("%g", value);
+}
 
 }  // namespace
 

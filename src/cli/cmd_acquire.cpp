@@ -345,8 +345,10 @@ int AcquireCommand::run(CliContext& context) {
   if (m_exposureOption->count() > 0) {
     // Without absolute shutter control the value is in the camera's shutter
     // units, which are whole numbers: a fraction would be cut off unseen.
-    const std::optional<vxDcamFeatureInfo> shutter = vxDcamReadFeature(camera, vxDcamFeature::Shutter);
-    if (shutter && shutter->present && !shutter->absControl && m_exposure != std::floor(m_exposure)) {
+    const std::optional<vxDcamFeatureInfo> shutter =
+        vxDcamReadFeature(camera, vxDcamFeature::Shutter);
+    if (shutter && shutter->present && !shutter->absControl &&
+        m_exposure != std::floor(m_exposure)) {
       context.err() << vxFormat(
           "--exposure %g: camera %d has no absolute shutter control, so --exposure is in its "
           "shutter units, a whole number from %u to %u.\n",

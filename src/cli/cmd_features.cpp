@@ -222,9 +222,10 @@ CLI::App* FeatureCommand::setup(CLI::App& app) {
   CLI::Option* manual = sub->add_flag("--manual", m_manual, "Take the feature out of automatic mode");
   autoMode->excludes(manual);
   sub->add_flag("--one-push", m_onePush, "Start a one-push adjustment");
-  m_valueOption = sub->add_option("--value", m_value,
-                                  "Raw register value (0 to 4095); switches absolute control off first")
-                      ->check(vxWithin(0, kMaxRawValue));
+  m_valueOption =
+      sub->add_option("--value", m_value,
+                      "Raw register value (0 to 4095); switches absolute control off first")
+          ->check(vxWithin(0, kMaxRawValue));
   m_value2Option = sub->add_option("--value2", m_value2,
                                    "Second raw value of two-value features (U/B of White Balance, "
                                    "target of Temperature ...), 0 to 4095")

@@ -30,12 +30,14 @@ struct RegisterArgument {
 // Takes text as a hexadecimal address or, failing that, a register name of
 // the camera's catalogue. The camera must already have been checked.
 RegisterArgument resolveRegister(CliContext& context, int camera, const std::string& text) {
-  const bool looksHex = !text.empty() && text.find_first_not_of("0123456789abcdefABCDEFxX") == std::string::npos;
+  const bool looksHex =
+      !text.empty() && text.find_first_not_of("0123456789abcdefABCDEFxX") == std::string::npos;
   vx1394DCAM& device = context.module().camera(camera);
   if (looksHex) {
     RegisterArgument arg;
     arg.address = static_cast<uint32_t>(parseHexArgument(text, "address", 0xFFFFFFFFull));
-    arg.absolute = arg.address >= kCsrSpaceBase ? arg.address : uint64_t{vxDcamCommandBase(device)} + arg.address;
+    arg.absolute = arg.address >= kCsrSpaceBase ? arg.address
+                                                : uint64_t{vxDcamCommandBase(device)} + arg.address;
     return arg;
   }
   // A register name from the catalogue (CURRENT_VIDEO_MODE, GAIN ...), placed
@@ -81,7 +83,8 @@ int ReadCommand::run(CliContext& context) {
   if (m_json)
     context.out() << nlohmann::json{{"camera", m_camera},
                                     {"input", m_address},
-                                    {"address", vxFormat("%08X", static_cast<uint32_t>(reg.absolute))},
+                                    {"address",
+                                     vxFormat("%08X", static_cast<uint32_t>(reg.absolute))},
                                     {"value", vxFormat("%08X", value)}}
                          .dump(2)
                   << '\n';

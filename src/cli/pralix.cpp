@@ -43,7 +43,8 @@ int runPralix(int argc, const char* const* argv, std::ostream& out, std::ostream
           ->expected(0, 1);
   app.set_version_flag("--version", std::string("pralix ") + PRALIX_VERSION);
   app.footer(
-      "Register addresses and values (read, write) are hexadecimal, with or without 0x; feature values "
+      "Register addresses and values (read, write) are hexadecimal, with or without 0x; feature "
+      "values "
       "are decimal. Addresses from F0000000 up are "
       "absolute CSR addresses; smaller ones are offsets from the camera's command register base "
       "(F0F00000 on most cameras; register names use it too).\n"

@@ -156,9 +156,10 @@ void vxDcamCamera::buildConfigRom() {
     const uint32_t address = kConfigRomBase + 0x18 + 4 * i;
     uint32_t entry = 0;
     const bool isEntry = i < rootLength && readQuadlet(address, entry);
-    const vxRomKeyMeaning meaning = isEntry ? vxRomKeyMeaningOf(entry, vxRomDirectoryKind::Root)
-                                            : vxRomKeyMeaning{"Reserved", "entry_value",
-                                                              "Immediate value or quadlet offset of the entry"};
+    const vxRomKeyMeaning meaning =
+        isEntry ? vxRomKeyMeaningOf(entry, vxRomDirectoryKind::Root)
+                : vxRomKeyMeaning{"Reserved", "entry_value",
+                                  "Immediate value or quadlet offset of the entry"};
     addRegister(meaning.name, address);
     field("key_type", 0, 2, kRo, "Entry type: 0 immediate, 1 CSR offset, 2 leaf, 3 directory");
     field("key_id", 2, 6, kRo, "Entry key id");
@@ -209,7 +210,8 @@ void vxDcamCamera::buildVideoInquiry() {
     beginGroup(rates, vxFormat("Format %u", format));
     const uint32_t modes = format == 0 ? 7 : 8;
     for (uint32_t mode = 0; mode < modes; ++mode) {
-      addRegister(vxFormat("V_RATE_INQ_%u_%u", format, mode), m_commandBase + 0x200 + 0x20 * format + 4 * mode);
+      addRegister(vxFormat("V_RATE_INQ_%u_%u", format, mode),
+                  m_commandBase + 0x200 + 0x20 * format + 4 * mode);
       for (uint32_t rate = 0; rate < 8; ++rate) field(vxFormat("FrameRate_%u", rate), rate, 1, kRo, kFrameRateNames[rate]);
     }
   }

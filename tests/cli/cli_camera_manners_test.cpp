@@ -1,4 +1,5 @@
-// pralix on a camera with its own command register base, failures with their reasons, and the command line's manners.
+// pralix on a camera with its own command register base, failures with their reasons, and the
+// command line's manners.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -140,8 +141,9 @@ TEST(PralixManners, NoFireWireNoticeOnlyWhereItHelps) {
 
 TEST(PralixManners, CommonOptionsBeforeOrAfterTheCommandName) {
   const std::string two = "--simulate=korvane-kv640m,tessaly-f7flex ";
-  for (const std::string& args : {"--camera 1 " + two + "read 500 --json", two + "--camera 1 --json read 500",
-                                  two + "-c1 read 500 --json", two + "read --camera=1 500 --json"}) {
+  for (const std::string& args :
+       {"--camera 1 " + two + "read 500 --json", two + "--camera 1 --json read 500",
+        two + "-c1 read 500 --json", two + "read --camera=1 500 --json"}) {
     SCOPED_TRACE(args);
     const Result r = pralix(args);
     ASSERT_EQ(r.status, 0) << r.err;

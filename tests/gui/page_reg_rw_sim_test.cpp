@@ -1,4 +1,5 @@
-// The register read/write page on simulated cameras: Reset brings a camera back to its power-on values.
+// The register read/write page on simulated cameras: Reset brings a camera back to its power-on
+// values.
 #include <QLineEdit>
 #include <QPushButton>
 #include <QtTest>

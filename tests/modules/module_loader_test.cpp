@@ -107,7 +107,8 @@ TEST_F(ModuleLoader, RefusesFilesThatAreNoUsableModule) {
     const std::string file = dir.place(PRALIX_TEST_PLUGIN_WRONG_VERSION, "qrvnvdcam_x64_.so");
     const std::string message = loadFailure(dir);
     EXPECT_NE(message.find(file), std::string::npos) << message;
-    EXPECT_NE(message.find(vxFormat("interface version %u", kModuleInterfaceVersion + 41)), std::string::npos)
+    EXPECT_NE(message.find(vxFormat("interface version %u", kModuleInterfaceVersion + 41)),
+              std::string::npos)
         << message;
   }
   {

@@ -121,7 +121,8 @@ TEST(SimCameraBehaviour, ReadOnlyRegistersKeepTheirValue) {
   vx_SimCamera camera(shippedProfile("tessaly-f7flex"));
   const uint32_t block = offsetTarget(camera, 0x2E0);
   // (The configuration ROM refuses writes outright: see SimCameraCommandBase.)
-  for (uint32_t address : {kCmd + 0x100, kCmd + 0x400, kCmd + 0x404, kCmd + 0x51C, kCmd + 0x628, kCmd + 0x2E0, block + 0x00, block + 0x34}) {
+  for (uint32_t address : {kCmd + 0x100, kCmd + 0x400, kCmd + 0x404, kCmd + 0x51C, kCmd + 0x628,
+                           kCmd + 0x2E0, block + 0x00, block + 0x34}) {
     const uint32_t before = readOk(camera, address);
     writeOk(camera, address, ~before);
     EXPECT_EQ(readOk(camera, address), before) << std::hex << address;

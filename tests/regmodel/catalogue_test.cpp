@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <map>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -290,17 +290,28 @@ TEST(CatalogueOfRealCameras, BuildsOverEveryConfigRomAndNamesRootEntriesByTheirK
   // the key of the entry there, in whatever order the camera lists them.
   const std::map<std::string, std::map<size_t, std::pair<std::string, uint32_t>>> expected = {
       {"apple-isight.txt",
-       {{6, {"Module_Vendor_Id", 0x080007}}, {8, {"Node_Capabilities", 0x0083C0}}, {9, {"Model_Id", 0x000008}},
-        {11, {"Unit_Directory", 0x000004}}, {15, {"Reserved", 0}}}},
-      {"basler-a602f.txt", {{7, {"Node_Capabilities", 0x0083C0}}, {8, {"Node_Unique_Id", 3}}, {10, {"Keyword", 0x1B}}}},
-      {"coolstream-isweet.txt", {{6, {"Module_Vendor_Id", 0x0002F0}}, {7, {"Module_Sw_Version", 0x070198}}}},
-      {"dage-mti-xl16c.txt", {{8, {"Node_Hw_Version", 1}}, {9, {"Unit_Directory", 1}}, {10, {"Reserved", 0}}}},
-      {"hamamatsu-c8484-05g.txt", {{6, {"Module_Vendor_Id", 0x009006}}, {8, {"Node_Unique_Id", 2}}}},
-      {"imaging-source-dbm-21bf04.txt", {{6, {"Module_Vendor_Id", 0x000748}}, {8, {"Node_Unique_Id", 2}}}},
+       {{6, {"Module_Vendor_Id", 0x080007}},
+        {8, {"Node_Capabilities", 0x0083C0}},
+        {9, {"Model_Id", 0x000008}},
+        {11, {"Unit_Directory", 0x000004}},
+        {15, {"Reserved", 0}}}},
+      {"basler-a602f.txt",
+       {{7, {"Node_Capabilities", 0x0083C0}}, {8, {"Node_Unique_Id", 3}}, {10, {"Keyword", 0x1B}}}},
+      {"coolstream-isweet.txt",
+       {{6, {"Module_Vendor_Id", 0x0002F0}}, {7, {"Module_Sw_Version", 0x070198}}}},
+      {"dage-mti-xl16c.txt",
+       {{8, {"Node_Hw_Version", 1}}, {9, {"Unit_Directory", 1}}, {10, {"Reserved", 0}}}},
+      {"hamamatsu-c8484-05g.txt",
+       {{6, {"Module_Vendor_Id", 0x009006}}, {8, {"Node_Unique_Id", 2}}}},
+      {"imaging-source-dbm-21bf04.txt",
+       {{6, {"Module_Vendor_Id", 0x000748}}, {8, {"Node_Unique_Id", 2}}}},
       {"imaging-source-dmm-21bf04.txt", {{7, {"Module_Sw_Version", 0x070198}}}},
-      {"point-grey-flea2-fl2-08s2c.txt", {{7, {"Textual_Descriptor", 0x0E}}, {8, {"Node_Capabilities", 0x0083C0}}}},
+      {"point-grey-flea2-fl2-08s2c.txt",
+       {{7, {"Textual_Descriptor", 0x0E}}, {8, {"Node_Capabilities", 0x0083C0}}}},
       {"point-grey-grasshopper-gras-50s5c.txt",
-       {{6, {"Node_Capabilities", 0x0083C0}}, {7, {"Module_Vendor_Id", 0x00B09D}}, {8, {"Textual_Descriptor", 0x0D}}}},
+       {{6, {"Node_Capabilities", 0x0083C0}},
+        {7, {"Module_Vendor_Id", 0x00B09D}},
+        {8, {"Textual_Descriptor", 0x0D}}}},
   };
   const std::filesystem::path dir = std::filesystem::path(pralix_test::testDataDir()) / "config-roms";
   int roms = 0;

@@ -8,7 +8,6 @@
 
 #include "acquisition/config_rom_reader.h"
 
-
 struct vx_ConfigRomInfo {
   uint64_t guid = 0;  // the top 24 bits are the vendor id
   uint32_t unitSpecId = 0x00A02D;

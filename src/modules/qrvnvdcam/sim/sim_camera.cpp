@@ -461,10 +461,11 @@ bool vx_SimCamera::resolve(uint32_t address, uint32_t& absolute, std::string* er
   if (!absoluteAddress(address, m_base, absolute)) {
     // The same reasons the libdc1394 layer gives.
     if (error)
-      *error = address % 4 != 0
-                   ? vxFormat("0x%08X is not a quadlet address", address)
-                   : vxFormat("0x%08X lies beyond the camera's CSR space (command registers at 0x%08X)",
-                              address, m_base);
+      *error =
+          address % 4 != 0
+              ? vxFormat("0x%08X is not a quadlet address", address)
+              : vxFormat("0x%08X lies beyond the camera's CSR space (command registers at 0x%08X)",
+                         address, m_base);
     return false;
   }
   if (m_regs.find(absolute) == m_regs.end()) {
