@@ -44,11 +44,11 @@ int runPralix(int argc, const char* const* argv, std::ostream& out, std::ostream
   app.set_version_flag("--version", std::string("pralix ") + PRALIX_VERSION);
   app.footer(
       "Register addresses and values (read, write) are hexadecimal, with or without 0x; feature "
-      "values "
-      "are decimal. Addresses from F0000000 up are "
-      "absolute CSR addresses; smaller ones are offsets from the camera's command register base "
-      "(F0F00000 on most cameras; register names use it too).\n"
-      "Exit status: 0 success, 1 camera, register access or acquisition failed, 2 usage error.\n");
+      "values are decimal. Addresses from F0000000 up are absolute CSR addresses; smaller ones are "
+      "offsets from the camera's command register base (F0F00000 on most cameras; register names "
+      "use it too). --camera and --json may come before or after the command name.\n"
+      "Exit status: 0 success, 1 camera, register access or acquisition failed (or a simulated camera "
+      "profile was refused), 2 usage error.\n");
 
   auto commands = makeCommands();
   std::vector<std::pair<CLI::App*, CliCommand*>> subs;
