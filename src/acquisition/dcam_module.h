@@ -39,6 +39,9 @@ class vx_DcamModule {
   // Messages about bus layers that could not be used, in words a user can
   // act on; empty when everything came up.
   virtual std::vector<std::string> notices() const = 0;
+  // One message per simulated camera profile the module refused (it names
+  // the file and the fault); the module runs without those cameras.
+  virtual std::vector<std::string> refusedProfiles() const { return {}; }
 
   // Cameras in the module's order: real ones first, then simulated ones.
   virtual int cameraCount() const = 0;
@@ -55,7 +58,7 @@ class vx_DcamModule {
 };
 
 // The one C entry a module plugin exports.
-constexpr uint32_t kModuleInterfaceVersion = 1;
+constexpr uint32_t kModuleInterfaceVersion = 2;
 struct vx_ModuleEntry {
   uint32_t interfaceVersion;
   // Returns null on failure and leaves a message in error.

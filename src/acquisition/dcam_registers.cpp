@@ -226,6 +226,16 @@ bool vxDcamWriteStrobe(vx1394DCAM& camera, const vxDcamStrobeLine& line, bool on
   return write(camera, line.cntAddress, value, error);
 }
 
+uint32_t vxDcamCommandBase(const vx1394DCAM& camera) {
+  const uint32_t base = camera.identity().commandRegsBase;
+  return base != 0 ? base : kDefaultCommandRegsBase;
+}
+
+bool vxDcamInitialize(vx1394DCAM& camera, std::string* error) {
+  return write(camera, vxDcamCommandBase(camera) + vxDcamReg::kInitialize,
+               vxDcamReg::kInitializeFlag, error);
+}
+
 uint32_t vxDcamVersionNumber(const vx1394DCAM& camera) {
   const uint32_t version = camera.identity().unitSwVersion;
   return (version >= 0x100 && version <= 0x102) ? version : 0;

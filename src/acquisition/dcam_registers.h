@@ -48,6 +48,7 @@ constexpr uint32_t kF7UnitPosition = 0x4C;
 constexpr uint32_t kF7ValueSetting = 0x7C;
 
 // Bits, counted with 31 as the most significant.
+constexpr uint32_t kInitializeFlag = 1u << 31;  // INITIALIZE: back to power-on settings
 constexpr uint32_t kOn = 1u << 31;  // ISO_EN, ONE_SHOT, SOFTWARE_TRIGGER, VMODE error
 constexpr uint32_t kMultiShot = 1u << 30;
 constexpr uint32_t kFeaturePresent = 1u << 31;
@@ -191,6 +192,15 @@ std::optional<vxDcamStrobeInfo> vxDcamReadStrobeInfo(vx1394DCAM& camera);
 // Writes Strobe_n_Cnt of a present line.
 bool vxDcamWriteStrobe(vx1394DCAM& camera, const vxDcamStrobeLine& line, bool on, bool polarityHigh,
                        uint32_t delay, uint32_t duration, std::string* error = nullptr);
+
+// The absolute CSR address of the camera's command registers, as its
+// unit-dependent directory names it (command_regs_base); the IIDC default
+// 0xF0F00000 when the bus layer does not know it.
+uint32_t vxDcamCommandBase(const vx1394DCAM& camera);
+
+// Sets the Initialize flag of INITIALIZE at the camera's own command base:
+// the camera goes back to its power-on settings.
+bool vxDcamInitialize(vx1394DCAM& camera, std::string* error = nullptr);
 
 // 0x100, 0x101 or 0x102 as the unit's software version says; 0 when the
 // camera gives another value.

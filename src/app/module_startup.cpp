@@ -74,7 +74,10 @@ vxModuleStartup vxStartAcquisitionModule(const vx_ModuleOptions& options) {
   try {
     vx_DcamModule& module = registry.load(options);
     result.loaded = true;
-    for (const std::string& notice : module.notices()) result.messages.push_back(notice);
+    result.refusedProfiles = module.refusedProfiles();
+    result.busNotices = module.notices();
+    for (const std::string& refused : result.refusedProfiles) result.messages.push_back(refused);
+    for (const std::string& notice : result.busNotices) result.messages.push_back(notice);
   } catch (const vxException& e) {
     result.messages.push_back(e.message());
   }

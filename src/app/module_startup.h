@@ -20,12 +20,19 @@ std::vector<std::string> vxProfileDirectories();
 
 struct vxModuleStartup {
   bool loaded = false;
-  // Lines for the user: why no module was loaded, bus layer notices.
+  // Lines for the user: why no module was loaded, refused profiles, bus
+  // layer notices.
   std::vector<std::string> messages;
+  // The parts of messages that are simulated camera profiles refused (the
+  // module runs without them) and notices of bus layers that could not be
+  // used (no real cameras reachable).
+  std::vector<std::string> refusedProfiles;
+  std::vector<std::string> busNotices;
 };
 
 // Registers the module by its base name in the module directory and loads
 // it with the options. A missing module file is no error: the program then
 // runs with no cameras and says so in messages. A module that cannot start
-// (bad profile, wrong interface version) is reported in messages too.
+// (wrong interface version) and profiles it refused are reported in
+// messages too.
 vxModuleStartup vxStartAcquisitionModule(const vx_ModuleOptions& options);

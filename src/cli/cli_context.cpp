@@ -1,6 +1,7 @@
 // What every pralix subcommand shares.
 #include "cli/cli_context.h"
 
+#include <algorithm>
 #include <ostream>
 
 #include <CLI/CLI.hpp>
@@ -12,10 +13,21 @@
 vx_DcamModule& CliContext::module() {
   if (!m_started) {
     m_started = true;
-    const vxModuleStartup startup = vxStartAcquisitionModule(vxModuleOptionsFor(m_simulate));
-    for (const std::string& line : startup.messages) m_err << "pralix: " << line << '\n';
+    vxModuleStartup startup = vxStartAcquisitionModule(vxModuleOptionsFor(m_simulate));
+    m_refusedProfiles = !startup.refusedProfiles.empty();
+    m_busNotices = std::move(startup.busNotices);
+    // Bus notices wait until they help; everything else is said now.
+    for (const std::string& line : startup.messages)
+      if (std::find(m_busNotices.begin(), m_busNotices.end(), line) == m_busNotices.end())
+        m_err << "pralix: " << line << '\n';
   }
   return vxAcquisitionModule();
+}
+
+void CliContext::printBusNotices() {
+  module();
+  for (const std::string& line : m_busNotices) m_err << "pralix: " << line << '\n';
+  m_busNotices.clear();
 }
 
 int CliContext::fail(const std::string& message) {
@@ -26,6 +38,7 @@ int CliContext::fail(const std::string& message) {
 bool CliContext::checkCamera(int number) {
   const int count = module().cameraCount();
   if (number >= 0 && number < count) return true;
+  printBusNotices();
   if (count == 0)
     m_err << "No DCAM camera found." << '\n';
   else

@@ -4,6 +4,7 @@
 #include <iosfwd>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "acquisition/dcam_module.h"
 
@@ -20,9 +21,15 @@ class CliContext {
   std::ostream& err() { return m_err; }
 
   // Starts the acquisition module once, with --simulate or PRALIX_SIMULATE,
-  // and prints its messages (no module, bus layers that could not be used)
-  // to standard error.
+  // and prints to standard error why there is no module and which simulated
+  // camera profiles it refused.
   vx_DcamModule& module();
+  // Notices of bus layers that could not be used (why no real camera can be
+  // reached), printed at most once: by list, and when no camera is found.
+  void printBusNotices();
+  // Whether the module refused a simulated camera profile; the run then
+  // ends with kExitFailure.
+  bool refusedProfiles() const { return m_refusedProfiles; }
   void setSimulate(std::optional<std::string> simulate) { m_simulate = std::move(simulate); }
 
   // Prints "message" to standard error and returns kExitFailure.
@@ -37,6 +44,8 @@ class CliContext {
   std::ostream& m_err;
   std::optional<std::string> m_simulate;
   bool m_started = false;
+  bool m_refusedProfiles = false;
+  std::vector<std::string> m_busNotices;
 };
 
 // Parses a hexadecimal address or value as the register page accepts it:

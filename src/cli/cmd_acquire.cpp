@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cctype>
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <csignal>
 #include <functional>
@@ -16,10 +17,12 @@
 #include <nlohmann/json.hpp>
 
 #include "acquisition/acq_fifo.h"
+#include "acquisition/dcam_registers.h"
 #include "acquisition/sim_control.h"
 #include "acquisition/trigger_model.h"
 #include "acquisition/video_format.h"
 #include "base/format.h"
+#include "cli/cli_options.h"
 #include "cli/commands.h"
 #include "cli/image_file.h"
 #include "imaging/histogram.h"
@@ -280,14 +283,14 @@ CLI::App* AcquireCommand::setup(CLI::App& app) {
       "acquisition time. Ctrl-C stops the run and still prints the summary");
   sub->add_option("-c,--camera", m_camera, "Camera number, as `pralix list` shows it")
       ->default_val(0)
-      ->check(CLI::NonNegativeNumber);
+      ->check(vxAtLeast(0));
   sub->add_option(
       "-f,--format", m_format,
       "Video format as `pralix formats` lists it; a standard mode without its rate "
       "(\"640x480 Mono\") takes the mode's fastest rate. Default: the camera's first format");
   sub->add_option("-n,--count", m_count, "Number of acquisitions")
       ->default_val(10)
-      ->check(CLI::PositiveNumber);
+      ->check(vxAtLeast(1));
   sub->add_option(
          "-t,--trigger", m_trigger,
          "Trigger model: manual (software trigger per acquisition), auto (each hardware "
@@ -297,13 +300,13 @@ CLI::App* AcquireCommand::setup(CLI::App& app) {
   sub->add_option("--timeout", m_timeout,
                   "Seconds each acquisition may take before it counts as timed out")
       ->default_val(5.0)
-      ->check(CLI::PositiveNumber);
+      ->check(vxAbove(0));
   m_exposureOption =
       sub->add_option(
              "--exposure", m_exposure,
              "Exposure time in seconds on cameras with absolute shutter control, otherwise "
              "in the camera's shutter units")
-          ->check(CLI::NonNegativeNumber);
+          ->check(vxAtLeast(0));
   sub->add_option(
       "--save", m_save,
       "Write the last image acquired to this file: .pgm (grey) or .ppm (colour) always, "
@@ -317,7 +320,7 @@ CLI::App* AcquireCommand::setup(CLI::App& app) {
          "--sim-unplug-after", m_simUnplugAfter,
          "Rehearsal aid for simulated cameras: unplug the camera once this many images are "
          "acquired, to see how the run ends")
-      ->check(CLI::PositiveNumber)
+      ->check(vxAtLeast(1))
       ->group("Developer options");
   return sub;
 }
@@ -339,6 +342,20 @@ int AcquireCommand::run(CliContext& context) {
   if (!context.checkCamera(m_camera)) return kExitFailure;
   vx_DcamModule& module = context.module();
   vx1394DCAM& camera = module.camera(m_camera);
+  if (m_exposureOption->count() > 0) {
+    // Without absolute shutter control the value is in the camera's shutter
+    // units, which are whole numbers: a fraction would be cut off unseen.
+    const std::optional<vxDcamFeatureInfo> shutter =
+        vxDcamReadFeature(camera, vxDcamFeature::Shutter);
+    if (shutter && shutter->present && !shutter->absControl &&
+        m_exposure != std::floor(m_exposure)) {
+      context.err() << vxFormat(
+          "--exposure %g: camera %d has no absolute shutter control, so --exposure is in its "
+          "shutter units, a whole number from %u to %u.\n",
+          m_exposure, m_camera, shutter->minValue, shutter->maxValue);
+      return kExitUsage;
+    }
+  }
   vx_SimBusControl* sim = module.simControl();
   if (m_simUnplugAfter > 0) {
     if (!isSimulated(sim, m_camera)) {

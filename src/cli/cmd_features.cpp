@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/format.h"
+#include "cli/cli_options.h"
 #include "cli/commands.h"
 #include "regmodel/register_accessor.h"
 #include "utilities/feature_props.h"
@@ -22,7 +23,7 @@ constexpr std::chrono::milliseconds kSettleTime{250};
 void addCameraOption(CLI::App* sub, int& camera) {
   sub->add_option("-c,--camera", camera, "Camera number, as `pralix list` shows it")
       ->default_val(0)
-      ->check(CLI::NonNegativeNumber);
+      ->check(vxAtLeast(0));
 }
 
 // "White Balance", "white_balance" and "WHITE-BALANCE" are one name.
@@ -221,13 +222,14 @@ CLI::App* FeatureCommand::setup(CLI::App& app) {
   CLI::Option* manual = sub->add_flag("--manual", m_manual, "Take the feature out of automatic mode");
   autoMode->excludes(manual);
   sub->add_flag("--one-push", m_onePush, "Start a one-push adjustment");
-  m_valueOption = sub->add_option("--value", m_value,
-                                  "Raw register value (0 to 4095); switches absolute control off first")
-                      ->check(CLI::Range(0, kMaxRawValue));
+  m_valueOption =
+      sub->add_option("--value", m_value,
+                      "Raw register value (0 to 4095); switches absolute control off first")
+          ->check(vxWithin(0, kMaxRawValue));
   m_value2Option = sub->add_option("--value2", m_value2,
                                    "Second raw value of two-value features (U/B of White Balance, "
                                    "target of Temperature ...), 0 to 4095")
-                       ->check(CLI::Range(0, kMaxRawValue));
+                       ->check(vxWithin(0, kMaxRawValue));
   m_absOption = sub->add_option("--abs", m_abs,
                                 "Absolute value in the feature's unit; switches absolute control on first");
   addCameraOption(sub, m_camera);

@@ -3,6 +3,7 @@
 
 #include "acquisition/video_format.h"
 #include "base/format.h"
+#include "cli/cli_options.h"
 #include "cli/commands.h"
 
 CLI::App* FormatsCommand::setup(CLI::App& app) {
@@ -13,7 +14,7 @@ CLI::App* FormatsCommand::setup(CLI::App& app) {
       "takes");
   sub->add_option("-c,--camera", m_camera, "Camera number, as `pralix list` shows it")
       ->default_val(0)
-      ->check(CLI::NonNegativeNumber);
+      ->check(vxAtLeast(0));
   sub->add_flag("--json", m_json, "Print the names as a JSON array");
   return sub;
 }

@@ -31,6 +31,7 @@ CLI::App* ListCommand::setup(CLI::App& app) {
 
 int ListCommand::run(CliContext& context) {
   vx_DcamModule& module = context.module();
+  context.printBusNotices();
   const int count = module.cameraCount();
   nlohmann::json list = nlohmann::json::array();
   if (count == 0 && !m_json) context.out() << "No DCAM camera found.\n";

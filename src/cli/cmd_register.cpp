@@ -1,58 +1,90 @@
 // pralix read, write and reset: single quadlets of one camera.
 #include <nlohmann/json.hpp>
 
+#include "acquisition/dcam_registers.h"
 #include "base/format.h"
+#include "cli/cli_options.h"
 #include "cli/commands.h"
 #include "regmodel/dcam_camera.h"
-#include "regmodel/register_accessor.h"
 
 namespace {
-
-constexpr uint32_t kInitializeRegister = 0xF0F00000u;
-constexpr uint32_t kInitializeBit = 0x80000000u;
 
 void addCameraOption(CLI::App* sub, int& camera) {
   sub->add_option("-c,--camera", camera, "Camera number, as `pralix list` shows it")
       ->default_val(0)
-      ->check(CLI::NonNegativeNumber);
+      ->check(vxAtLeast(0));
+}
+
+constexpr const char* kAddressHelp =
+    "Register address in hexadecimal: absolute (F0F00600) or an offset from the camera's command "
+    "register base (600); or a register name of the catalogue (CURRENT_FRAME_RATE)";
+
+// A register as the user named it: the address handed to the module (an
+// offset stays an offset, so the module resolves it against the camera's own
+// command base) and the absolute address it stands for.
+struct RegisterArgument {
+  uint32_t address = 0;
+  uint64_t absolute = 0;
+};
+
+// Takes text as a hexadecimal address or, failing that, a register name of
+// the camera's catalogue. The camera must already have been checked.
+RegisterArgument resolveRegister(CliContext& context, int camera, const std::string& text) {
+  const bool looksHex =
+      !text.empty() && text.find_first_not_of("0123456789abcdefABCDEFxX") == std::string::npos;
+  vx1394DCAM& device = context.module().camera(camera);
+  if (looksHex) {
+    RegisterArgument arg;
+    arg.address = static_cast<uint32_t>(parseHexArgument(text, "address", 0xFFFFFFFFull));
+    arg.absolute = arg.address >= kCsrSpaceBase ? arg.address
+                                                : uint64_t{vxDcamCommandBase(device)} + arg.address;
+    return arg;
+  }
+  // A register name from the catalogue (CURRENT_VIDEO_MODE, GAIN ...), placed
+  // at the camera's own command register base.
+  vxDcamCamera catalogue(camera, &context.module());
+  const vxRegister* reg = catalogue.findRegister(text);
+  if (!reg)
+    throw CLI::ValidationError("address", "'" + text +
+                                              "' is neither a hexadecimal address nor a register "
+                                              "name of the catalogue (see `pralix regmap`)");
+  return {reg->address(), reg->address()};
+}
+
+// The program's message, then the module's reason on a line of its own.
+int failWithReason(CliContext& context, const char* message, const std::string& reason) {
+  context.err() << message << '\n';
+  if (!reason.empty()) context.err() << reason << '\n';
+  return kExitFailure;
 }
 
 }  // namespace
 
 CLI::App* ReadCommand::setup(CLI::App& app) {
   CLI::App* sub = app.add_subcommand("read", "Read one quadlet of the camera");
-  sub->add_option("address", m_address,
-                  "Register address in hexadecimal: absolute (F0F00600) or an offset from the command "
-                  "register base (600); or a register name of the catalogue (CURRENT_FRAME_RATE)")
-      ->required();
+  sub->add_option("address", m_address, kAddressHelp)->required();
   addCameraOption(sub, m_camera);
   sub->add_flag("--json", m_json, "Print the result as JSON");
   return sub;
 }
 
 int ReadCommand::run(CliContext& context) {
-  uint32_t address = 0;
-  const bool looksHex = m_address.find_first_not_of("0123456789abcdefABCDEFxX") == std::string::npos;
-  if (looksHex) {
-    address = static_cast<uint32_t>(parseHexArgument(m_address, "address", 0xFFFFFFFFull));
-    if (!context.checkCamera(m_camera)) return kExitFailure;
-  } else {
-    // A register name from the catalogue (CURRENT_VIDEO_MODE, GAIN ...).
-    if (!context.checkCamera(m_camera)) return kExitFailure;
-    vxDcamCamera catalogue(m_camera, &context.module());
-    const vxRegister* reg = catalogue.findRegister(m_address);
-    if (!reg)
-      throw CLI::ValidationError("address", "'" + m_address +
-                                                "' is neither a hexadecimal address nor a register "
-                                                "name of the catalogue (see `pralix regmap`)");
-    address = reg->address();
+  if (!context.checkCamera(m_camera)) return kExitFailure;
+  const RegisterArgument reg = resolveRegister(context, m_camera, m_address);
+  uint32_t value = 0;
+  std::string reason;
+  bool done = false;
+  try {
+    done = context.module().camera(m_camera).readQuadlet(reg.address, value, &reason);
+  } catch (const vxException& e) {
+    reason = e.what();
   }
-  vx_DCAMRegisterAccessorPralix accessor(m_camera, &context.module());
-  const uint32_t value = accessor.readQuadlet(address);
-  if (!accessor.ok()) return context.fail("Register read failed!");
+  if (!done) return failWithReason(context, "Register read failed!", reason);
   if (m_json)
     context.out() << nlohmann::json{{"camera", m_camera},
-                                    {"address", vxFormat("%08X", address)},
+                                    {"input", m_address},
+                                    {"address",
+                                     vxFormat("%08X", static_cast<uint32_t>(reg.absolute))},
                                     {"value", vxFormat("%08X", value)}}
                          .dump(2)
                   << '\n';
@@ -63,18 +95,24 @@ int ReadCommand::run(CliContext& context) {
 
 CLI::App* WriteCommand::setup(CLI::App& app) {
   CLI::App* sub = app.add_subcommand("write", "Write one quadlet to the camera");
-  sub->add_option("address", m_address, "Register address in hexadecimal")->required();
+  sub->add_option("address", m_address, kAddressHelp)->required();
   sub->add_option("value", m_value, "Value in hexadecimal, at most FFFFFFFF")->required();
   addCameraOption(sub, m_camera);
   return sub;
 }
 
 int WriteCommand::run(CliContext& context) {
-  const auto address = static_cast<uint32_t>(parseHexArgument(m_address, "address", 0xFFFFFFFFull));
   const auto value = static_cast<uint32_t>(parseHexArgument(m_value, "value", 0xFFFFFFFFull));
   if (!context.checkCamera(m_camera)) return kExitFailure;
-  vx_DCAMRegisterAccessorPralix accessor(m_camera, &context.module());
-  if (!accessor.writeQuadlet(address, value) || !accessor.ok()) return context.fail("Register write failed!");
+  const RegisterArgument reg = resolveRegister(context, m_camera, m_address);
+  std::string reason;
+  bool done = false;
+  try {
+    done = context.module().camera(m_camera).writeQuadlet(reg.address, value, &reason);
+  } catch (const vxException& e) {
+    reason = e.what();
+  }
+  if (!done) return failWithReason(context, "Register write failed!", reason);
   return kExitOk;
 }
 
@@ -87,8 +125,13 @@ CLI::App* ResetCommand::setup(CLI::App& app) {
 
 int ResetCommand::run(CliContext& context) {
   if (!context.checkCamera(m_camera)) return kExitFailure;
-  vx_DCAMRegisterAccessorPralix accessor(m_camera, &context.module());
-  if (!accessor.writeQuadlet(kInitializeRegister, kInitializeBit) || !accessor.ok())
-    return context.fail("Register write failed!");
+  std::string reason;
+  bool done = false;
+  try {
+    done = vxDcamInitialize(context.module().camera(m_camera), &reason);
+  } catch (const vxException& e) {
+    reason = e.what();
+  }
+  if (!done) return failWithReason(context, "Register write failed!", reason);
   return kExitOk;
 }

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/format.h"
+#include "cli/cli_options.h"
 #include "cli/commands.h"
 #include "regmodel/dcam_camera.h"
 
@@ -11,7 +12,7 @@ namespace {
 void addCameraOption(CLI::App* sub, int& camera) {
   sub->add_option("-c,--camera", camera, "Camera number, as `pralix list` shows it")
       ->default_val(0)
-      ->check(CLI::NonNegativeNumber);
+      ->check(vxAtLeast(0));
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <ostream>
 
 #include "base/format.h"
+#include "cli/cli_options.h"
 #include "cli/commands.h"
 #include "utilities/capabilities_report.h"
 #include "utilities/register_dump.h"
@@ -77,7 +78,7 @@ std::string writeFileAtomically(const std::string& path, const std::string& text
 CLI::App* ReportCommand::addReportOptions(CLI::App* sub) {
   sub->add_option("-c,--camera", m_camera, "Camera number, as `pralix list` shows it")
       ->default_val(0)
-      ->check(CLI::NonNegativeNumber);
+      ->check(vxAtLeast(0));
   sub->add_option("-o,--output", m_outputFile,
                   "Write the report to this file instead of standard output; the file is replaced "
                   "only once the whole report is written");

@@ -1,6 +1,11 @@
 // The pralix command line: global options, subcommand dispatch, exit codes.
+#include <algorithm>
 #include <ostream>
+#include <set>
+#include <string>
+#include <vector>
 
+#include "cli/cli_options.h"
 #include "cli/command.h"
 #include "cli/commands.h"
 
@@ -29,6 +34,7 @@ int runPralix(int argc, const char* const* argv, std::ostream& out, std::ostream
                "pralix"};
   app.require_subcommand(1);
   app.fallthrough();
+  app.failure_message(vxPralixFailureMessage);
   std::string simulate;
   CLI::Option* simulateOption =
       app.add_option("--simulate", simulate,
@@ -37,17 +43,26 @@ int runPralix(int argc, const char* const* argv, std::ostream& out, std::ostream
           ->expected(0, 1);
   app.set_version_flag("--version", std::string("pralix ") + PRALIX_VERSION);
   app.footer(
-      "Register addresses and values (read, write) are hexadecimal, with or without 0x; feature values "
-      "are decimal. Addresses from F0000000 up are "
-      "absolute CSR addresses; smaller ones are offsets from the command register base F0F00000.\n"
-      "Exit status: 0 success, 1 camera, register access or acquisition failed, 2 usage error.\n");
+      "Register addresses and values (read, write) are hexadecimal, with or without 0x; feature "
+      "values are decimal. Addresses from F0000000 up are absolute CSR addresses; smaller ones are "
+      "offsets from the camera's command register base (F0F00000 on most cameras; register names "
+      "use it too). --camera and --json may come before or after the command name.\n"
+      "Exit status: 0 success, 1 camera, register access or acquisition failed (or a simulated camera "
+      "profile was refused), 2 usage error.\n");
 
   auto commands = makeCommands();
   std::vector<std::pair<CLI::App*, CliCommand*>> subs;
   for (auto& command : commands) subs.emplace_back(command->setup(app), command.get());
 
+  // --camera and --json may come before the command name as well.
+  std::set<std::string> names;
+  for (const auto& [sub, command] : subs) names.insert(sub->get_name());
+  std::vector<std::string> args(argv + (argc > 0 ? 1 : 0), argv + argc);
+  args = vxCommandOptionsAfterName(args, names);
   try {
-    app.parse(argc, argv);
+    // CLI11 takes the arguments last first.
+    std::reverse(args.begin(), args.end());
+    app.parse(args);
   } catch (const CLI::ParseError& e) {
     const int code = app.exit(e, out, err);
     return code == 0 ? kExitOk : kExitUsage;
@@ -58,7 +73,10 @@ int runPralix(int argc, const char* const* argv, std::ostream& out, std::ostream
   for (auto& [sub, command] : subs) {
     if (!sub->parsed()) continue;
     try {
-      return command->run(context);
+      const int status = command->run(context);
+      // A simulated camera profile that was refused makes the run a failure
+      // even when the command could work on the other cameras.
+      return status == kExitOk && context.refusedProfiles() ? kExitFailure : status;
     } catch (const CLI::ParseError& e) {
       app.exit(e, out, err);
       return kExitUsage;

@@ -8,6 +8,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "acquisition/dcam_registers.h"
 #include "app/camera_list.h"
 #include "app/register_text.h"
 #include "gui/page_widgets.h"
@@ -16,11 +17,6 @@
 #include "regmodel/register_accessor.h"
 
 namespace {
-
-// The register the reset writes and the value that asks the camera to
-// return to its power-on state.
-constexpr uint32_t kInitializeAddress = 0x00000000;
-constexpr uint32_t kInitializeValue = 0x00000001;
 
 QLineEdit* makeHexEdit(const QString& objectName) {
   auto* edit = new QLineEdit;
@@ -149,9 +145,9 @@ void CPageRegRW::resetCamera() {
   // Deliberately silent: the warning beside the button is the only safeguard,
   // and the outcome is not reported either way.
   try {
-    vx_DCAMRegisterAccessorPralix accessor(m_selectedCamera->cameraNumber(),
-                                           &m_selectedCamera->module());
-    accessor.writeQuadlet(kInitializeAddress, kInitializeValue);
+    // The Initialize flag is INITIALIZE's most significant bit, at the
+    // camera's own command register base.
+    vxDcamInitialize(m_selectedCamera->module().camera(m_selectedCamera->cameraNumber()));
   } catch (const vxException&) {
   }
 }

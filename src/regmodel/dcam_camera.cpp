@@ -8,7 +8,7 @@
 
 vxCamera::vxCamera(std::string name, int cameraNumber, std::string kind, vx_DcamModule* module)
     : vxDiagData(std::move(name), 0, 0),
-      m_cameraNumber(static_cast<uint8_t>(cameraNumber)),
+      m_cameraNumber(cameraNumber),
       m_kind(std::move(kind)),
       m_module(module) {}
 
@@ -20,6 +20,15 @@ vx_DcamModule& vxCamera::module() const {
 
 vx1394DCAM& vxCamera::device() const { return module().camera(m_cameraNumber); }
 
+uint32_t vxCamera::commandBase() const {
+  const uint32_t base = device().identity().commandRegsBase;
+  return base != 0 ? base : kDefaultCommandRegsBase;
+}
+
+uint32_t vxCamera::absoluteAddress(uint32_t address) const {
+  return address >= kCsrSpaceBase ? address : commandBase() + address;
+}
+
 bool vxCamera::readQuadlet(uint32_t address, uint32_t& value, std::string* error) const {
   return device().readQuadlet(address, value, error);
 }
@@ -30,7 +39,8 @@ bool vxCamera::writeQuadlet(uint32_t address, uint32_t value, std::string* error
 
 vxDcamCamera::vxDcamCamera(int cameraNumber, vx_DcamModule* module, const std::string& name)
     : vxCamera(name.empty() ? vxFormat("DCAM Camera %d", cameraNumber) : name, cameraNumber, "DCAM",
-               module) {
+               module),
+      m_commandBase(commandBase()) {
   buildCatalogue();
 }
 

@@ -27,6 +27,15 @@ class vxCamera : public vxDiagData {
   // the module has no such camera.
   vx1394DCAM& device() const;
 
+  // The absolute CSR address of the camera's command registers, from its
+  // unit-dependent directory (command_regs_base); the IIDC default when the
+  // bus layer does not know it. The lookup may throw as device() does.
+  uint32_t commandBase() const;
+  // An address as the user gives it: 0xF0000000 and above stays as it is,
+  // a smaller one is an offset from the camera's command register base.
+  // Wraps past 0xFFFFFFFF as the 32-bit CSR space does.
+  uint32_t absoluteAddress(uint32_t address) const;
+
   // Raw quadlet access at an absolute CSR address or an offset from the
   // command register base. The lookup may throw as device() does.
   bool readQuadlet(uint32_t address, uint32_t& value, std::string* error = nullptr) const;
@@ -37,7 +46,7 @@ class vxCamera : public vxDiagData {
   vxRegister* findRegister(uint32_t address) const { return m_registers.findByAddress(address); }
 
  private:
-  uint8_t m_cameraNumber;
+  int m_cameraNumber;
   vxRegisterArray m_registers;
   std::string m_kind;
   vx_DcamModule* m_module;
@@ -84,6 +93,9 @@ class vxDcamCamera : public vxCamera {
   // The byte address a quadlet offset read from an inquiry register names.
   static uint32_t offsetAddress(uint32_t quadletOffset) { return quadletOffset * 4u + kCsrSpaceBase; }
 
+  // The command register base the catalogue's command registers were placed at.
+  uint32_t catalogueCommandBase() const { return m_commandBase; }
+
  private:
   void buildCatalogue();
   void buildConfigRom();
@@ -110,6 +122,7 @@ class vxDcamCamera : public vxCamera {
   // A register outside the catalogue, for the build's decisions only.
   std::unique_ptr<vxDcamRegister> temporary(const std::string& name, uint32_t address);
 
+  uint32_t m_commandBase = kDefaultCommandRegsBase;
   vxDiagData* m_groups[kGroupCount] = {};
   vxDiagData* m_pioGroup = nullptr;
   vxDiagData* m_strobeGroup = nullptr;

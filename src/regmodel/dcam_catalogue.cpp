@@ -1,6 +1,7 @@
 // The DCAM register catalogue: groups, registers and fields of the IIDC register map.
 #include <string>
 
+#include "acquisition/config_rom_reader.h"
 #include "base/format.h"
 #include "regmodel/dcam_camera.h"
 
@@ -10,7 +11,8 @@ constexpr uint32_t kRo = kAccessReadOnly;
 constexpr uint32_t kRw = kAccessReadWrite;
 
 constexpr uint32_t kConfigRomBase = 0xF0000400u;
-constexpr uint32_t kCommandBase = 0xF0F00000u;
+// Places of the catalogue's Root Directory registers after the header.
+constexpr uint32_t kRootDirectoryPlaces = 13;
 
 const char* const kFrameRateNames[8] = {"1.875 fps", "3.75 fps", "7.5 fps", "15 fps",
                                         "30 fps",    "60 fps",   "120 fps", "240 fps"};
@@ -145,30 +147,29 @@ void vxDcamCamera::buildConfigRom() {
   field("root_length", 0, 16, kRo, "Number of quadlets in the root directory");
   field("root_crc", 16, 16, kRo, "CRC of the root directory");
 
-  const auto entryKey = [this] {
+  // The registers keep their places; each entry of the root directory is
+  // named and described by its own key, since cameras order their entries
+  // as they please. Quadlets past the directory's length are not entries.
+  uint32_t rootHeader = 0;
+  const uint32_t rootLength = readQuadlet(kConfigRomBase + 0x14, rootHeader) ? rootHeader >> 16 : 0;
+  for (uint32_t i = 0; i < kRootDirectoryPlaces; ++i) {
+    const uint32_t address = kConfigRomBase + 0x18 + 4 * i;
+    uint32_t entry = 0;
+    const bool isEntry = i < rootLength && readQuadlet(address, entry);
+    const vxRomKeyMeaning meaning =
+        isEntry ? vxRomKeyMeaningOf(entry, vxRomDirectoryKind::Root)
+                : vxRomKeyMeaning{"Reserved", "entry_value",
+                                  "Immediate value or quadlet offset of the entry"};
+    addRegister(meaning.name, address);
     field("key_type", 0, 2, kRo, "Entry type: 0 immediate, 1 CSR offset, 2 leaf, 3 directory");
     field("key_id", 2, 6, kRo, "Entry key id");
-  };
-  addRegister("Module_Vendor_Id", kConfigRomBase + 0x18);
-  entryKey();
-  field("module_vendor_id", 8, 24, kRo, "Company ID (IEEE OUI) of the module vendor");
-  addRegister("Node_Capabilities", kConfigRomBase + 0x1C);
-  entryKey();
-  field("node_capabilities", 8, 24, kRo,
-        "CSR architecture features implemented by the node (0x0083C0 for IEEE 1394 nodes)");
-  addRegister("Node_Unique_Id", kConfigRomBase + 0x20);
-  entryKey();
-  field("indirect_offset", 8, 24, kRo, "Quadlet offset from this entry to the Node_Unique_Id leaf");
-  for (uint32_t i = 0; i < 10; ++i) {
-    addRegister("Reserved", kConfigRomBase + 0x24 + 4 * i);
-    entryKey();
-    field("entry_value", 8, 24, kRo, "Immediate value or quadlet offset of the entry");
+    field(meaning.field, 8, 24, kRo, meaning.description);
   }
 }
 
 void vxDcamCamera::buildInitialize() {
   m_currentGroup = m_groups[kCameraInitialize];
-  addRegister("INITIALIZE", kCommandBase);
+  addRegister("INITIALIZE", m_commandBase);
   field("Initialize", 0, 1, kAccessWriteOnly, "Set to reset camera to initial state. Bit is self clearing.");
   reserved(1, 31);
 }
@@ -176,7 +177,7 @@ void vxDcamCamera::buildInitialize() {
 void vxDcamCamera::buildVideoInquiry() {
   vxDiagData* video = m_groups[kVideoInquiry];
   beginGroup(video, "Video Format Inquiry Registers");
-  addRegister("V_FORMAT_INQ", kCommandBase + 0x100);
+  addRegister("V_FORMAT_INQ", m_commandBase + 0x100);
   field("Format_0", 0, 1, kRo, "VGA non-compressed (160x120 to 640x480)");
   field("Format_1", 1, 1, kRo, "Super VGA non-compressed (800x600 to 1024x768)");
   field("Format_2", 2, 1, kRo, "Super VGA non-compressed (1280x960 to 1600x1200)");
@@ -187,7 +188,7 @@ void vxDcamCamera::buildVideoInquiry() {
 
   beginGroup(video, "Video Mode Inquiry Registers");
   for (uint32_t format = 0; format < 8; ++format) {
-    addRegister(vxFormat("V_MODE_INQ_%u", format), kCommandBase + 0x180 + 4 * format);
+    addRegister(vxFormat("V_MODE_INQ_%u", format), m_commandBase + 0x180 + 4 * format);
     const uint32_t modes = format == 0 ? 7 : 8;
     for (uint32_t mode = 0; mode < modes; ++mode) {
       const std::string name = vxFormat("Mode_%u", mode);
@@ -209,20 +210,21 @@ void vxDcamCamera::buildVideoInquiry() {
     beginGroup(rates, vxFormat("Format %u", format));
     const uint32_t modes = format == 0 ? 7 : 8;
     for (uint32_t mode = 0; mode < modes; ++mode) {
-      addRegister(vxFormat("V_RATE_INQ_%u_%u", format, mode), kCommandBase + 0x200 + 0x20 * format + 4 * mode);
+      addRegister(vxFormat("V_RATE_INQ_%u_%u", format, mode),
+                  m_commandBase + 0x200 + 0x20 * format + 4 * mode);
       for (uint32_t rate = 0; rate < 8; ++rate) field(vxFormat("FrameRate_%u", rate), rate, 1, kRo, kFrameRateNames[rate]);
     }
   }
   beginGroup(rates, "Format 7");
   for (uint32_t mode = 0; mode < 8; ++mode) {
-    addRegister(vxFormat("V_CSR_INQ_7_%u", mode), kCommandBase + 0x2E0 + 4 * mode);
+    addRegister(vxFormat("V_CSR_INQ_7_%u", mode), m_commandBase + 0x2E0 + 4 * mode);
     offsetField("CSR_Quadlet_Offset", vxFormat("CSR quadlet offset for Format_7 Mode_%u", mode));
   }
 }
 
 void vxDcamCamera::buildBasicFunctionInquiry() {
   m_currentGroup = m_groups[kBasicFunctionInquiry];
-  addRegister("BASIC_FUNC_INQ", kCommandBase + 0x400);
+  addRegister("BASIC_FUNC_INQ", m_commandBase + 0x400);
   field("Advanced_Feature_Inq", 0, 1, kRo, "Inquiry for existence of Advanced feature CSR");
   field("Vmode_Error_Status_Inq", 1, 1, kRo, "Inquiry for existence of Vmode_Error_Status register");
   field("Feature_Control_Error_Status_Inq", 2, 1, kRo,
@@ -238,11 +240,11 @@ void vxDcamCamera::buildBasicFunctionInquiry() {
   reserved(21, 7);
   field("Memory_Channel", 28, 4, kRo, "Maximum memory channel number for saving camera settings");
 
-  addRegister("Feature_Hi_Inq", kCommandBase + 0x404);
+  addRegister("Feature_Hi_Inq", m_commandBase + 0x404);
   inquiryBits(kFeatureHiNames, kFeatureHiDescriptions, 16);
   reserved(16, 16);
 
-  addRegister("Feature_Lo_Inq", kCommandBase + 0x408);
+  addRegister("Feature_Lo_Inq", m_commandBase + 0x408);
   field("Zoom", 0, 1, kRo, "Presence of Zoom control");
   field("Pan", 1, 1, kRo, "Presence of Pan control");
   field("Tilt", 2, 1, kRo, "Presence of Tilt control");
@@ -252,20 +254,20 @@ void vxDcamCamera::buildBasicFunctionInquiry() {
   field("Capture_Quality", 17, 1, kRo, "Presence of Capture Quality control (Format_6 only)");
   reserved(18, 14);
 
-  addRegister("Opt_Function_Inq", kCommandBase + 0x40C);
+  addRegister("Opt_Function_Inq", m_commandBase + 0x40C);
   reserved(0, 1);
   field("PIO", 1, 1, kRo, "Parallel input/output control");
   field("SIO", 2, 1, kRo, "Serial input/output control");
   field("Strobe_out", 3, 1, kRo, "Strobe signal output");
   reserved(4, 28);
 
-  addRegister("Advanced_Feature_Inq", kCommandBase + 0x480);
+  addRegister("Advanced_Feature_Inq", m_commandBase + 0x480);
   offsetField("Advanced_Feature_Quadlet_Offset", "Quadlet offset of the advanced feature registers from 0xF0000000");
-  addRegister("PIO_Control_CSR_Inq", kCommandBase + 0x484);
+  addRegister("PIO_Control_CSR_Inq", m_commandBase + 0x484);
   offsetField("PIO_Control_Quadlet_Offset", "Quadlet offset of the PIO control registers from 0xF0000000");
-  addRegister("SIO_Control_CSR_Inq", kCommandBase + 0x488);
+  addRegister("SIO_Control_CSR_Inq", m_commandBase + 0x488);
   offsetField("SIO_Control_Quadlet_Offset", "Quadlet offset of the SIO control registers from 0xF0000000");
-  addRegister("Strobe_Output_CSR_Inq", kCommandBase + 0x48C);
+  addRegister("Strobe_Output_CSR_Inq", m_commandBase + 0x48C);
   offsetField("Strobe_Output_Quadlet_Offset", "Quadlet offset of the strobe output registers from 0xF0000000");
 }
 
@@ -274,7 +276,7 @@ void vxDcamCamera::buildFeatureInquiry() {
   // The name table is longer; the catalogue covers the first sixteen features only.
   for (int n = 0; n < kCatalogueFeatureCount; ++n) {
     const std::string name = kFeatureInquiryNames[n];
-    addRegister(name, kCommandBase + 0x500 + 4u * static_cast<uint32_t>(n));
+    addRegister(name, m_commandBase + 0x500 + 4u * static_cast<uint32_t>(n));
     if (name == "TRIGGER_INQ") {
       field("Presence_Inq", 0, 1, kRo, "Presence of this feature");
       field("Abs_Control_Inq", 1, 1, kRo, "Capability of control with absolute value");
@@ -312,17 +314,17 @@ void vxDcamCamera::buildFeatureInquiry() {
 
 void vxDcamCamera::buildCameraControl() {
   m_currentGroup = m_groups[kCameraControl];
-  addRegister("CURRENT_FRAME_RATE", kCommandBase + 0x600);
+  addRegister("CURRENT_FRAME_RATE", m_commandBase + 0x600);
   field("Cur_V_Frm_rate", 0, 3, kRw, "Current frame rate");
   reserved(3, 29);
-  addRegister("CURRENT_VIDEO_MODE", kCommandBase + 0x604);
+  addRegister("CURRENT_VIDEO_MODE", m_commandBase + 0x604);
   field("Cur_V_Mode", 0, 3, kRw, "Current video mode");
   reserved(3, 29);
-  addRegister("CURRENT_VIDEO_FORMAT", kCommandBase + 0x608);
+  addRegister("CURRENT_VIDEO_FORMAT", m_commandBase + 0x608);
   field("Cur_V_Format", 0, 3, kRw, "Current video format");
   reserved(3, 29);
 
-  addRegister("ISO_CHANNEL/ISO_SPEED", kCommandBase + 0x60C);
+  addRegister("ISO_CHANNEL/ISO_SPEED", m_commandBase + 0x60C);
   field("ISO_Channel", 0, 4, kRw, "Isochronous channel number for video data (legacy mode)");
   reserved(4, 2);
   field("ISO_Speed", 6, 2, kRw, "Isochronous speed (legacy mode): 0 S100, 1 S200, 2 S400");
@@ -333,41 +335,41 @@ void vxDcamCamera::buildCameraControl() {
   reserved(24, 5);
   field("ISO_Speed_B", 29, 3, kRw, "Isochronous speed (1394b mode): 0 S100 to 5 S3200");
 
-  addRegister("CAMERA_POWER", kCommandBase + 0x610);
+  addRegister("CAMERA_POWER", m_commandBase + 0x610);
   field("Cam_Pwr_Ctrl", 0, 1, kRw, "Camera power, 0: off, 1: on");
   reserved(1, 30);
   field("Camera_Power_Status", 31, 1, kRo, "Camera power status, 0: off, 1: on");
 
-  addRegister("ISO_EN/CONTINOUS_SHOT", kCommandBase + 0x614);
+  addRegister("ISO_EN/CONTINOUS_SHOT", m_commandBase + 0x614);
   field("ISO_EN/Continuous_Shot", 0, 1, kRw, "Start (1) or stop (0) isochronous transmission of video data");
   reserved(1, 31);
 
-  addRegister("MEMORY_SAVE", kCommandBase + 0x618);
+  addRegister("MEMORY_SAVE", m_commandBase + 0x618);
   field("Memory_Save", 0, 1, kRw, "Save the current settings to the channel in MEM_SAVE_CH; self clearing");
   reserved(1, 31);
 
-  addRegister("ONE_SHOT/MULTI_SHOT", kCommandBase + 0x61C);
+  addRegister("ONE_SHOT/MULTI_SHOT", m_commandBase + 0x61C);
   field("One_Shot", 0, 1, kRw, "Transmit one frame of video data; self clearing");
   field("Multi_Shot", 1, 1, kRw, "Transmit Count_Number frames of video data; self clearing");
   reserved(2, 14);
   field("Count_Number", 16, 16, kRw, "Number of frames for multi shot");
 
-  addRegister("MEM_SAVE_CH", kCommandBase + 0x620);
+  addRegister("MEM_SAVE_CH", m_commandBase + 0x620);
   field("Mem_Save_Ch", 0, 4, kRw, "Memory channel that Memory_Save writes to");
   reserved(4, 28);
-  addRegister("CUR_SAVE_CH", kCommandBase + 0x624);
+  addRegister("CUR_SAVE_CH", m_commandBase + 0x624);
   field("Cur_Save_Ch", 0, 4, kRw, "Memory channel to load settings from");
   reserved(4, 28);
 
-  addRegister("VMODE_ERROR_STATUS", kCommandBase + 0x628);
+  addRegister("VMODE_ERROR_STATUS", m_commandBase + 0x628);
   field("Vmode_Error_Status", 0, 1, kRo, "Error in the combination of video format, mode and frame rate");
   reserved(1, 31);
 
-  addRegister("SOFTWARE_TRIGGER", kCommandBase + 0x62C);
+  addRegister("SOFTWARE_TRIGGER", m_commandBase + 0x62C);
   field("Software_Trigger", 0, 1, kRw, "Write 1 to raise the software trigger");
   reserved(1, 31);
 
-  addRegister("DATA_DEPTH", kCommandBase + 0x630);
+  addRegister("DATA_DEPTH", m_commandBase + 0x630);
   field("Data_Depth", 0, 8, kRw, "Effective data depth of the current video mode in bits per pixel");
   reserved(8, 24);
 }
@@ -376,7 +378,7 @@ void vxDcamCamera::buildFeatureControl() {
   m_currentGroup = m_groups[kFeatureControl];
   for (int n = 0; n < kCatalogueFeatureCount; ++n) {
     const std::string name = kFeatureControlNames[n];
-    addRegister(name, kCommandBase + 0x800 + 4u * static_cast<uint32_t>(n));
+    addRegister(name, m_commandBase + 0x800 + 4u * static_cast<uint32_t>(n));
     field("Presence_Inq", 0, 1, kRo, "Presence of this feature");
     field("Abs_Control", 1, 1, kRw, "Control with absolute value, 0: off, 1: on");
     if (name == "TRIGGER_MODE") {
@@ -410,7 +412,7 @@ void vxDcamCamera::buildFeatureControl() {
 
 void vxDcamCamera::buildFormat7() {
   beginGroup(m_groups[kFormat7], "Mode 0");
-  vxDcamRegister* offsetRegister = addRegister("V_CSR_INQ_7_0", kCommandBase + 0x2E0);
+  vxDcamRegister* offsetRegister = addRegister("V_CSR_INQ_7_0", m_commandBase + 0x2E0);
   offsetField("CSR_Quadlet_Offset", "CSR quadlet offset for Format_7 Mode_0");
   const uint32_t base = offsetAddress(offsetRegister->read32());
 
@@ -459,10 +461,10 @@ void vxDcamCamera::buildFormat7() {
 }
 
 void vxDcamCamera::buildOptionalFunctions() {
-  auto optFunction = temporary("Opt_Function_Inq", kCommandBase + 0x40C);
+  auto optFunction = temporary("Opt_Function_Inq", m_commandBase + 0x40C);
   if ((optFunction->read32() & kOptFunctionPio) != 0) {
     m_pioGroup = beginGroup(this, "PIO Control and Configuration");
-    vxDcamRegister* inquiry = addRegister("PIO_Control_CSR_Inq", kCommandBase + 0x484);
+    vxDcamRegister* inquiry = addRegister("PIO_Control_CSR_Inq", m_commandBase + 0x484);
     offsetField("PIO_Control_Quadlet_Offset", "Quadlet offset of the PIO control registers from 0xF0000000");
     const uint32_t base = offsetAddress(inquiry->read32());
     addRegister("PIO_OUTPUT", base);
@@ -473,7 +475,7 @@ void vxDcamCamera::buildOptionalFunctions() {
   if ((optFunction->read32() & kOptFunctionStrobe) == 0) return;
 
   m_strobeGroup = beginGroup(this, "Strobe Control and Configuration");
-  vxDcamRegister* inquiry = addRegister("Strobe_Output_CSR_Inq", kCommandBase + 0x48C);
+  vxDcamRegister* inquiry = addRegister("Strobe_Output_CSR_Inq", m_commandBase + 0x48C);
   offsetField("Strobe_Output_Quadlet_Offset", "Quadlet offset of the strobe output registers from 0xF0000000");
   const uint32_t base = offsetAddress(inquiry->read32());
   vxDcamRegister* control = addRegister("Strobe_CNTL_Inq", base);

@@ -137,14 +137,14 @@ class TestPageRegRW : public QObject {
     QCOMPARE(f.prompter.messages[0].icon, CPrompter::Icon::Exclamation);
   }
 
-  void resetWritesOneToAddressZeroWithoutAWord() {
+  void resetSetsTheInitializeFlagWithoutAWord() {
     Fixture f(2);
     f.chooseCamera(0);
     f.click("resetButton");
     const auto writes = f.module.fake(0).writes();
     QCOMPARE(writes.size(), size_t(1));
     QCOMPARE(writes[0].first, kDefaultCommandRegsBase);
-    QCOMPARE(writes[0].second, 1u);
+    QCOMPARE(writes[0].second, 0x80000000u);
 
     // A camera that does not answer: still nothing is shown.
     f.module.fake(0).setPlugged(false);

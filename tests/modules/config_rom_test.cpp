@@ -4,7 +4,9 @@
 #include <fstream>
 #include <map>
 #include <sstream>
+#include <tuple>
 
+#include "acquisition/config_rom_reader.h"
 #include "modules/qrvnvdcam/sim/config_rom.h"
 #include "modules/qrvnvdcam/sim/sim_camera.h"
 #include "sim_test_util.h"
@@ -35,80 +37,25 @@ Rom romOf(const std::vector<uint32_t>& quadlets) {
   return rom;
 }
 
-// What a reader of any IIDC camera's ROM finds by following its directories.
-struct Walk {
-  bool crcsOk = true;
-  uint64_t guid = 0;
-  uint32_t linkSpeed = 0;
-  std::vector<uint32_t> rootKeys;
-  uint32_t specId = 0;
-  uint32_t swVersion = 0;
-  uint32_t subSwVersion = 0;
-  uint32_t commandBase = 0;
-  std::string vendor;
-  std::string model;
-};
-
-uint32_t at(const Rom& rom, uint32_t address) {
-  auto it = rom.find(address);
-  return it == rom.end() ? 0 : it->second;
+vxConfigRom readRom(const Rom& rom) {
+  return vxReadConfigRom([&rom](uint32_t address, uint32_t& value) {
+    const auto it = rom.find(address);
+    value = it == rom.end() ? 0 : it->second;
+    return it != rom.end();
+  });
 }
 
-void checkBlock(const Rom& rom, uint32_t address, Walk& walk) {
-  const uint32_t header = at(rom, address);
-  std::vector<uint32_t> body;
-  for (uint32_t i = 1; i <= header >> 16; ++i) body.push_back(at(rom, address + 4 * i));
-  if (vxIeee1212Crc16(body.data(), body.size()) != (header & 0xFFFF)) walk.crcsOk = false;
+std::vector<uint32_t> rootKeys(const vxConfigRom& rom) {
+  std::vector<uint32_t> keys;
+  for (const vxRomEntry& entry : rom.root.entries) keys.push_back(entry.key());
+  return keys;
 }
 
-std::string leafText(const Rom& rom, uint32_t address, Walk& walk) {
-  checkBlock(rom, address, walk);
-  std::string text;
-  for (uint32_t i = 3; i <= at(rom, address) >> 16; ++i)
-    for (int shift = 24; shift >= 0; shift -= 8) {
-      const char c = static_cast<char>(at(rom, address + 4 * i) >> shift & 0xFF);
-      if (c == 0) return text;
-      text += c;
-    }
-  return text;
-}
-
-Walk walkRom(const Rom& rom) {
-  Walk walk;
-  const uint32_t header = at(rom, 0xF0000400);
-  std::vector<uint32_t> covered;
-  for (uint32_t i = 1; i <= (header >> 16 & 0xFF); ++i)
-    covered.push_back(at(rom, 0xF0000400 + 4 * i));
-  if (vxIeee1212Crc16(covered.data(), covered.size()) != (header & 0xFFFF)) walk.crcsOk = false;
-  walk.guid = static_cast<uint64_t>(at(rom, 0xF000040C)) << 32 | at(rom, 0xF0000410);
-  walk.linkSpeed = at(rom, 0xF0000408) & 7;
-
-  auto directory = [&](uint32_t address, auto&& visit) {
-    checkBlock(rom, address, walk);
-    for (uint32_t i = 1; i <= at(rom, address) >> 16; ++i) {
-      const uint32_t entryAddress = address + 4 * i;
-      const uint32_t entry = at(rom, entryAddress);
-      visit(entry >> 24, entry & 0xFFFFFF, entryAddress + 4 * (entry & 0xFFFFFF));
-    }
-  };
-  uint32_t unit = 0;
-  directory(0xF0000414, [&](uint32_t key, uint32_t, uint32_t target) {
-    walk.rootKeys.push_back(key);
-    if (key == 0xD1 && unit == 0) unit = target;
-  });
-  uint32_t dependent = 0;
-  directory(unit, [&](uint32_t key, uint32_t value, uint32_t target) {
-    if (key == 0x12) walk.specId = value;
-    if (key == 0x13) walk.swVersion = value;
-    if (key == 0xD4) dependent = target;
-  });
-  directory(dependent, [&](uint32_t key, uint32_t value, uint32_t target) {
-    if (key == 0x40) walk.commandBase = 0xF0000000u + 4 * value;
-    if (key == 0x81) walk.vendor = leafText(rom, target, walk);
-    if (key == 0x82) walk.model = leafText(rom, target, walk);
-    if (key == 0x38) walk.subSwVersion = value;
-  });
-  return walk;
+std::vector<std::string> rootNames(const vxConfigRom& rom) {
+  std::vector<std::string> names;
+  for (const vxRomEntry& entry : rom.root.entries)
+    names.push_back(vxRomKeyMeaningOf(entry.quadlet, vxRomDirectoryKind::Root).name);
+  return names;
 }
 
 }  // namespace
@@ -117,45 +64,216 @@ TEST(ConfigRomCrc, AgreesWithRealCamerasAndCatchesBadOnes) {
   // These cameras' ROMs carry correct CRCs in every block...
   for (const char* name : {"basler-a602f.txt", "point-grey-flea2-fl2-08s2c.txt",
                            "point-grey-grasshopper-gras-50s5c.txt", "hamamatsu-c8484-05g.txt"})
-    EXPECT_TRUE(walkRom(loadRealRom(name)).crcsOk) << name;
-  // ...this one does not, and the check must notice.
-  EXPECT_FALSE(walkRom(loadRealRom("coolstream-isweet.txt")).crcsOk);
+    EXPECT_TRUE(readRom(loadRealRom(name)).crcsOk) << name;
+  // ...these do not, and the reader must notice yet read them on.
+  for (const char* name : {"coolstream-isweet.txt", "apple-isight.txt", "dage-mti-xl16c.txt"})
+    EXPECT_FALSE(readRom(loadRealRom(name)).crcsOk) << name;
+  EXPECT_FALSE(readRom(loadRealRom("dage-mti-xl16c.txt")).busInfoCrcOk);
   const uint32_t none[1] = {0};
   EXPECT_EQ(vxIeee1212Crc16(none, 0), 0);
 }
 
-TEST(ConfigRomLayout, RealRomIsReadByTheSameWalk) {
-  const Walk flea = walkRom(loadRealRom("point-grey-flea2-fl2-08s2c.txt"));
-  EXPECT_EQ(flea.vendor, "Point Grey Research");
-  EXPECT_EQ(flea.model, "Flea2 FL2-08S2C");
-  EXPECT_EQ(flea.specId, 0x00A02Du);
-  EXPECT_EQ(flea.commandBase, 0xF0F00000u);
-  EXPECT_EQ(flea.subSwVersion, 0x10u);
+// Every real camera's ROM as the program reads it: root entries named by
+// their keys whatever their order, the IIDC unit found among others, its
+// command register base, version and text leaves.
+TEST(ConfigRomReader, NamesEveryRealCamerasEntriesByTheirKeys) {
+  struct Expected {
+    const char* file;
+    std::vector<std::string> root;
+    uint32_t vendorId;
+    size_t units;
+    uint32_t swVersion;
+    uint32_t commandBase;
+    const char* vendor;
+    const char* model;
+  };
+  const Expected cameras[] = {
+      {"apple-isight.txt",
+       {"Module_Vendor_Id", "Textual_Descriptor", "Node_Capabilities", "Model_Id",
+        "Textual_Descriptor", "Unit_Directory", "Unit_Directory", "Unit_Directory",
+        "Unit_Directory"},
+       0x080007,
+       4,
+       0x102,
+       0xF0010000u,
+       "Apple Computer, Inc.",
+       "iSight"},
+      {"basler-a602f.txt",
+       {"Module_Vendor_Id", "Node_Capabilities", "Node_Unique_Id", "Unit_Directory", "Keyword"},
+       0x003053,
+       1,
+       0x102,
+       0xF0F00000u,
+       "Basler",
+       "A602f"},
+      {"coolstream-isweet.txt",
+       {"Module_Vendor_Id", "Module_Sw_Version", "Node_Unique_Id", "Unit_Directory"},
+       0x0002F0,
+       1,
+       0x100,
+       0xF0F00000u,
+       "COOL STREAM",
+       "iSweet"},
+      {"dage-mti-xl16c.txt",
+       {"Module_Vendor_Id", "Module_Sw_Version", "Node_Hw_Version", "Unit_Directory"},
+       0x0013FF,
+       1,
+       0x102,
+       0xF0F00000u,
+       "DageMTI",
+       "XL16"},
+      {"hamamatsu-c8484-05g.txt",
+       {"Module_Vendor_Id", "Node_Capabilities", "Node_Unique_Id", "Unit_Directory"},
+       0x009006,
+       1,
+       0x102,
+       0xF0F00000u,
+       "HAMAMATSU",
+       "C8484-05G v2.0"},
+      {"imaging-source-dbm-21bf04.txt",
+       {"Module_Vendor_Id", "Module_Sw_Version", "Node_Unique_Id", "Unit_Directory"},
+       0x000748,
+       1,
+       0x102,
+       0xF0F00000u,
+       "Imaging Source",
+       "DBx 21BF04"},
+      {"imaging-source-dmm-21bf04.txt",
+       {"Module_Vendor_Id", "Module_Sw_Version", "Node_Unique_Id", "Unit_Directory"},
+       0x000748,
+       1,
+       0x102,
+       0xF0F00000u,
+       "OEM",
+       "BFWCAM VM"},
+      {"point-grey-flea2-fl2-08s2c.txt",
+       {"Module_Vendor_Id", "Textual_Descriptor", "Node_Capabilities", "Unit_Directory"},
+       0x00B09D,
+       1,
+       0x102,
+       0xF0F00000u,
+       "Point Grey Research",
+       "Flea2 FL2-08S2C"},
+      {"point-grey-grasshopper-gras-50s5c.txt",
+       {"Node_Capabilities", "Module_Vendor_Id", "Textual_Descriptor", "Unit_Directory"},
+       0x00B09D,
+       1,
+       0x102,
+       0xF0F00000u,
+       "Point Grey Research",
+       "Grasshopper GRAS-50S5C"},
+  };
+  for (const Expected& e : cameras) {
+    SCOPED_TRACE(e.file);
+    const vxConfigRom rom = readRom(loadRealRom(e.file));
+    ASSERT_TRUE(rom.readable);
+    EXPECT_EQ(rootNames(rom), e.root);
+    for (const vxRomEntry& entry : rom.root.entries) {
+      const vxRomKeyMeaning meaning = vxRomKeyMeaningOf(entry.quadlet, vxRomDirectoryKind::Root);
+      if (meaning.name == "Module_Vendor_Id") {
+        EXPECT_EQ(entry.value(), e.vendorId);
+      }
+      if (meaning.name == "Node_Capabilities") {
+        EXPECT_EQ(entry.value(), 0x0083C0u);
+      }
+      // Offsets point inside the ROM.
+      if (entry.type() == vxRomEntry::Leaf || entry.type() == vxRomEntry::Directory) {
+        EXPECT_GT(entry.target(), entry.address);
+        EXPECT_LT(entry.target(), kConfigRomEnd);
+      }
+    }
+    EXPECT_EQ(rom.units.size(), e.units);
+    const vxRomUnit* unit = rom.iidcUnit();
+    ASSERT_NE(unit, nullptr);
+    EXPECT_EQ(unit->swVersion, e.swVersion);
+    EXPECT_EQ(unit->commandRegsBase, e.commandBase);
+    EXPECT_EQ(unit->vendor, e.vendor);
+    EXPECT_EQ(unit->model, e.model);
+  }
+  // The iSight's three other units are not IIDC ones.
+  const vxConfigRom isight = readRom(loadRealRom("apple-isight.txt"));
+  int iidcUnits = 0;
+  for (const vxRomUnit& unit : isight.units) iidcUnits += unit.isIidc();
+  EXPECT_EQ(iidcUnits, 1);
+  EXPECT_EQ(isight.units[1].specId, 0x000A27u);
+  // The Flea2 says it is an IIDC 1.31 camera in its sub-version.
+  EXPECT_EQ(readRom(loadRealRom("point-grey-flea2-fl2-08s2c.txt")).iidcUnit()->subSwVersion, 0x10u);
+}
+
+TEST(ConfigRomReader, KeysNamedByTypeAndIdAndUnknownOnesSaySo) {
+  EXPECT_EQ(vxRomKeyMeaningOf(0x0C0083C0, vxRomDirectoryKind::Root).field, "node_capabilities");
+  // The same key id as a leaf is another entry: 0x81 describes the entry before it.
+  EXPECT_EQ(vxRomKeyMeaningOf(0x8100000E, vxRomDirectoryKind::Root).name, "Textual_Descriptor");
+  // In an IIDC unit-dependent directory 0x81 and 0x82 are the vendor and model leaves.
+  EXPECT_EQ(vxRomKeyMeaningOf(0x81000004, vxRomDirectoryKind::UnitDependent).name,
+            "Vendor_Name_Leaf");
+  EXPECT_EQ(vxRomKeyMeaningOf(0x82000006, vxRomDirectoryKind::UnitDependent).name,
+            "Model_Name_Leaf");
+  EXPECT_EQ(vxRomKeyMeaningOf(0x40004000, vxRomDirectoryKind::UnitDependent).name,
+            "Command_Regs_Base");
+  const vxRomKeyMeaning unknown = vxRomKeyMeaningOf(0x2A000001, vxRomDirectoryKind::Root);
+  EXPECT_EQ(unknown.name, "Key_2A");
+  EXPECT_NE(unknown.description.find("key id 0x2A"), std::string::npos) << unknown.description;
+  EXPECT_EQ(vxRomKeyMeaningOf(0x7A000001, vxRomDirectoryKind::Root).name, "Vendor_Key_7A");
+  // A CSR offset counts quadlets from 0xF0000000; a leaf from the entry.
+  EXPECT_EQ((vxRomEntry{0xF0000450, 0x40004000}.target()), 0xF0010000u);
+  EXPECT_EQ((vxRomEntry{0xF0000420, 0x8D000002}.target()), 0xF0000428u);
+}
+
+TEST(ConfigRomReader, StaysInsideTheRomWhateverTheOffsets) {
+  // A root directory whose entries point far outside the ROM and a unit
+  // directory that claims to be longer than the ROM: read without leaving it.
+  Rom rom;
+  rom[0xF0000400] = 0x04040000;
+  rom[0xF0000414] = 0x00020000;
+  rom[0xF0000418] = 0xD1FFFFFF;
+  rom[0xF000041C] = 0xD1000001;
+  rom[0xF0000420] = 0xFFFF0000;
+  std::vector<uint32_t> asked;
+  const vxConfigRom read = vxReadConfigRom([&](uint32_t address, uint32_t& value) {
+    asked.push_back(address);
+    const auto it = rom.find(address);
+    value = it == rom.end() ? 0 : it->second;
+    return true;
+  });
+  ASSERT_EQ(read.units.size(), 2u);
+  EXPECT_FALSE(read.units[0].directory.block.complete);
+  EXPECT_FALSE(read.units[1].directory.block.complete);
+  EXPECT_FALSE(read.crcsOk);
+  for (uint32_t address : asked) {
+    EXPECT_GE(address, kConfigRomStart);
+    EXPECT_LT(address, kConfigRomEnd);
+  }
 }
 
 TEST(ConfigRomLayout, SimulatedRomHasTheDirectoriesOfAnIidcCamera) {
-  // The sub-version entry follows the IIDC version: 1.30, 1.31, 1.32.
-  const std::pair<const char*, uint32_t> profiles[] = {
-      {"korvane-kv640m", 0u}, {"tessaly-f7flex", 0x10u}, {"orbel-ux1600b", 0x20u}};
-  for (const auto& [name, subSwVersion] : profiles) {
+  // The sub-version entry follows the IIDC version: 1.30, 1.31, 1.32; the
+  // command register base the profile's.
+  const std::tuple<const char*, uint32_t, uint32_t> profiles[] = {
+      {"korvane-kv640m", 0u, 0xF0F00000u},
+      {"tessaly-f7flex", 0x10u, 0xF0F00000u},
+      {"orbel-ux1600b", 0x20u, 0xF0F00000u},
+      {"mirelle-mo320c", 0x10u, 0xF0010000u}};
+  for (const auto& [name, subSwVersion, commandBase] : profiles) {
     SCOPED_TRACE(name);
     const vx_SimProfile profile = shippedProfile(name);
     vx_SimCamera camera(profile);
-    const Walk walk = walkRom(romOf(camera.configRom()));
-    EXPECT_TRUE(walk.crcsOk);
-    EXPECT_EQ(walk.guid, profile.guid);
-    EXPECT_EQ(walk.vendor, profile.vendor);
-    EXPECT_EQ(walk.model, profile.model);
-    EXPECT_EQ(walk.specId, 0x00A02Du);
-    EXPECT_EQ(walk.swVersion, 0x102u);
-    EXPECT_EQ(walk.subSwVersion, subSwVersion);
-    EXPECT_EQ(walk.commandBase, 0xF0F00000u);
-    // Vendor id, node capabilities, EUI-64 leaf and unit directory, where
-    // the register catalogue expects them.
-    EXPECT_EQ(walk.rootKeys, (std::vector<uint32_t>{0x03, 0x0C, 0x8D, 0xD1}));
+    const vxConfigRom rom = readRom(romOf(camera.configRom()));
+    EXPECT_TRUE(rom.crcsOk);
+    EXPECT_EQ(rom.guid, profile.guid);
+    ASSERT_NE(rom.iidcUnit(), nullptr);
+    const vxRomUnit& unit = *rom.iidcUnit();
+    EXPECT_EQ(unit.vendor, profile.vendor);
+    EXPECT_EQ(unit.model, profile.model);
+    EXPECT_EQ(unit.swVersion, 0x102u);
+    EXPECT_EQ(unit.subSwVersion, subSwVersion);
+    EXPECT_EQ(unit.commandRegsBase, commandBase);
+    EXPECT_EQ(camera.identity().commandRegsBase, commandBase);
+    // Vendor id, node capabilities, EUI-64 leaf and unit directory.
+    EXPECT_EQ(rootKeys(rom), (std::vector<uint32_t>{0x03, 0x0C, 0x8D, 0xD1}));
     EXPECT_EQ(readOk(camera, 0xF0000404), 0x31333934u);  // "1394"
     EXPECT_EQ(readOk(camera, 0xF0000418), 0x03000000u | static_cast<uint32_t>(profile.guid >> 40));
-    EXPECT_EQ(walk.linkSpeed, profile.ieee1394b ? 3u : 2u);
+    EXPECT_EQ(rom.linkSpeed, profile.ieee1394b ? 3u : 2u);
     // The rest of the 1 KiB ROM window reads as zeros.
     EXPECT_EQ(readOk(camera, 0xF00007FC), 0u);
   }
@@ -170,8 +288,9 @@ TEST(ConfigRomLayout, VersionEntriesAndTextLeaves) {
   info.guid = 0x0012340000000001ull;
   info.vendor = "ABCD";
   info.model = "Model 12";
-  const Walk walk = walkRom(romOf(vxBuildConfigRom(info)));
-  EXPECT_TRUE(walk.crcsOk);
-  EXPECT_EQ(walk.vendor, "ABCD");
-  EXPECT_EQ(walk.model, "Model 12");
+  const vxConfigRom rom = readRom(romOf(vxBuildConfigRom(info)));
+  EXPECT_TRUE(rom.crcsOk);
+  ASSERT_NE(rom.iidcUnit(), nullptr);
+  EXPECT_EQ(rom.iidcUnit()->vendor, "ABCD");
+  EXPECT_EQ(rom.iidcUnit()->model, "Model 12");
 }

@@ -120,8 +120,9 @@ TEST(SimCameraAddressing, BothAddressFormsAndUnansweredAddresses) {
 TEST(SimCameraBehaviour, ReadOnlyRegistersKeepTheirValue) {
   vx_SimCamera camera(shippedProfile("tessaly-f7flex"));
   const uint32_t block = offsetTarget(camera, 0x2E0);
-  for (uint32_t address : {kCmd + 0x100, kCmd + 0x400, kCmd + 0x404, 0xF0000400u, 0xF0000418u,
-                           kCmd + 0x51C, kCmd + 0x628, kCmd + 0x2E0, block + 0x00, block + 0x34}) {
+  // (The configuration ROM refuses writes outright: see SimCameraCommandBase.)
+  for (uint32_t address : {kCmd + 0x100, kCmd + 0x400, kCmd + 0x404, kCmd + 0x51C, kCmd + 0x628,
+                           kCmd + 0x2E0, block + 0x00, block + 0x34}) {
     const uint32_t before = readOk(camera, address);
     writeOk(camera, address, ~before);
     EXPECT_EQ(readOk(camera, address), before) << std::hex << address;
@@ -415,4 +416,37 @@ TEST(SimCameraShots, RemovalWaitsForAHookCallUnderWay) {
   changed.notify_all();
   writer.join();
   remover.join();
+}
+
+// A camera whose unit-dependent directory puts its command registers at
+// 0xF0010000 serves them there, and only there.
+TEST(SimCameraCommandBase, RegistersAnswerAtTheProfilesBaseAndInitializeWorksThere) {
+  const vx_SimProfile profile = shippedProfile("mirelle-mo320c");
+  ASSERT_EQ(profile.commandRegsBase, 0xF0010000u);
+  vx_SimCamera camera(profile);
+  EXPECT_EQ(camera.identity().commandRegsBase, 0xF0010000u);
+  EXPECT_EQ(readOk(camera, 0xF0010604), readOk(camera, 0x604));
+  EXPECT_TRUE(readFails(camera, kCmd + 0x604));
+  // The unit-dependent directory names the base: key 0x40, in quadlets from 0xF0000000.
+  bool named = false;
+  for (uint32_t q : camera.configRom()) named = named || q == 0x40004000u;
+  EXPECT_TRUE(named);
+
+  const uint32_t brightness = readOk(camera, 0x800);
+  writeOk(camera, 0xF0010800, 0x82000011);
+  EXPECT_EQ(readOk(camera, 0x800) & 0xFFF, 0x11u);
+  writeOk(camera, 0xF0010000, vx_Iidc::kInitializeBit);
+  EXPECT_EQ(readOk(camera, 0x800), brightness);
+}
+
+TEST(SimCameraCommandBase, TheConfigurationRomRefusesWrites) {
+  vx_SimCamera camera(shippedProfile("korvane-kv640m"));
+  const uint32_t busName = readOk(camera, 0xF0000404);
+  std::string error;
+  EXPECT_FALSE(camera.writeQuadlet(0xF0000404, 0, &error));
+  EXPECT_NE(error.find("read-only configuration ROM"), std::string::npos) << error;
+  EXPECT_FALSE(camera.writeQuadlet(0xF00007FC, 1));
+  EXPECT_EQ(readOk(camera, 0xF0000404), busName);
+  // The first quadlet past the ROM is no register at all.
+  EXPECT_FALSE(camera.writeQuadlet(0xF0000800, 1, &error));
 }

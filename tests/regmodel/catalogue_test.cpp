@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -91,7 +92,8 @@ TEST_F(Catalogue, RegistersSitAtTheirAddressesInTheirOrder) {
   vxDcamCamera camera(0, &module);
   const auto rom = registersUnder(camera.group(vxDcamCamera::kConfigRom));
   for (size_t i = 0; i < rom.size(); ++i) EXPECT_EQ(rom[i]->address(), 0xF0000400u + 4u * i) << i;
-  EXPECT_EQ(rom[8]->name(), "Node_Unique_Id");
+  // A root directory of no entries: its places are not named by any key.
+  EXPECT_EQ(rom[6]->name(), "Reserved");
   EXPECT_EQ(rom[18]->name(), "Reserved");
 
   // Video inquiry: format, eight mode registers, the rates of Formats 0..2 and
@@ -199,8 +201,11 @@ TEST_F(Catalogue, PioWithoutStrobeStopsAfterThePioGroup) {
   EXPECT_EQ(namesOf(pio), (Names{"PIO_Control_CSR_Inq", "PIO_OUTPUT", "PIO_INPUT"}));
   EXPECT_EQ(addressesOf(pio), (std::vector<uint32_t>{0xF0F00484, 0xF0F08000, 0xF0F08004}));
   EXPECT_EQ(camera.registers().size(), kPlainRegisterCount + 3);
-  // The optional-function register read for the decision is not catalogued twice.
-  EXPECT_EQ(device.readAddresses(), (std::vector<uint32_t>{0xF0F002E0, 0xF0F0040C, 0xF0F00484, 0xF0F0040C}));
+  // The root directory's length (its entries are named by their keys; it has
+  // none here), then the registers that place the blocks. The optional-function
+  // register read for the decision is not catalogued twice.
+  EXPECT_EQ(device.readAddresses(),
+            (std::vector<uint32_t>{0xF0000414, 0xF0F002E0, 0xF0F0040C, 0xF0F00484, 0xF0F0040C}));
 }
 
 TEST_F(Catalogue, StrobeRegistersOnlyForTheStrobesThatArePresent) {
@@ -280,12 +285,40 @@ TEST_F(Catalogue, PrintsCatalogueAndValueLines) {
   EXPECT_NE(text.find("Reading register CURRENT_FRAME_RATE at 0xF0F00600 failed"), std::string::npos);
 }
 
-TEST(CatalogueOfRealCameras, BuildsOverEveryConfigRom) {
+TEST(CatalogueOfRealCameras, BuildsOverEveryConfigRomAndNamesRootEntriesByTheirKeys) {
+  // The Root Directory registers keep their places; each one is named after
+  // the key of the entry there, in whatever order the camera lists them.
+  const std::map<std::string, std::map<size_t, std::pair<std::string, uint32_t>>> expected = {
+      {"apple-isight.txt",
+       {{6, {"Module_Vendor_Id", 0x080007}},
+        {8, {"Node_Capabilities", 0x0083C0}},
+        {9, {"Model_Id", 0x000008}},
+        {11, {"Unit_Directory", 0x000004}},
+        {15, {"Reserved", 0}}}},
+      {"basler-a602f.txt",
+       {{7, {"Node_Capabilities", 0x0083C0}}, {8, {"Node_Unique_Id", 3}}, {10, {"Keyword", 0x1B}}}},
+      {"coolstream-isweet.txt",
+       {{6, {"Module_Vendor_Id", 0x0002F0}}, {7, {"Module_Sw_Version", 0x070198}}}},
+      {"dage-mti-xl16c.txt",
+       {{8, {"Node_Hw_Version", 1}}, {9, {"Unit_Directory", 1}}, {10, {"Reserved", 0}}}},
+      {"hamamatsu-c8484-05g.txt",
+       {{6, {"Module_Vendor_Id", 0x009006}}, {8, {"Node_Unique_Id", 2}}}},
+      {"imaging-source-dbm-21bf04.txt",
+       {{6, {"Module_Vendor_Id", 0x000748}}, {8, {"Node_Unique_Id", 2}}}},
+      {"imaging-source-dmm-21bf04.txt", {{7, {"Module_Sw_Version", 0x070198}}}},
+      {"point-grey-flea2-fl2-08s2c.txt",
+       {{7, {"Textual_Descriptor", 0x0E}}, {8, {"Node_Capabilities", 0x0083C0}}}},
+      {"point-grey-grasshopper-gras-50s5c.txt",
+       {{6, {"Node_Capabilities", 0x0083C0}},
+        {7, {"Module_Vendor_Id", 0x00B09D}},
+        {8, {"Textual_Descriptor", 0x0D}}}},
+  };
   const std::filesystem::path dir = std::filesystem::path(pralix_test::testDataDir()) / "config-roms";
   int roms = 0;
   for (const auto& entry : std::filesystem::directory_iterator(dir)) {
     if (entry.path().extension() != ".txt") continue;
-    SCOPED_TRACE(entry.path().filename().string());
+    const std::string file = entry.path().filename().string();
+    SCOPED_TRACE(file);
     FakeModule module(1, false, false);
     std::ifstream in(entry.path());
     std::map<uint32_t, uint32_t> rom;
@@ -300,11 +333,24 @@ TEST(CatalogueOfRealCameras, BuildsOverEveryConfigRom) {
     ASSERT_GT(rom.size(), 10u);
     ++roms;
     vxDcamCamera camera(0, &module);
-    for (vxRegister* reg : registersUnder(camera.group(vxDcamCamera::kConfigRom))) {
+    const auto registers = registersUnder(camera.group(vxDcamCamera::kConfigRom));
+    for (vxRegister* reg : registers) {
       const auto it = rom.find(reg->address());
       EXPECT_EQ(reg->read32(), it == rom.end() ? 0u : it->second) << reg->name();
     }
     EXPECT_EQ(camera.findRegister("Bus Name")->read32(), 0x31333934u);
+    ASSERT_TRUE(expected.count(file));
+    for (const auto& [index, nameAndValue] : expected.at(file)) {
+      vxRegister* reg = registers.at(index);
+      EXPECT_EQ(reg->name(), nameAndValue.first) << index;
+      // The value field, after the key type and id, named after the key too.
+      ASSERT_EQ(reg->bitFields().size(), 3u);
+      const vxBitField& value = *reg->bitFields()[2];
+      if (nameAndValue.first != "Reserved") {
+        EXPECT_EQ(value.valueIn(reg->read32()), nameAndValue.second) << index;
+        EXPECT_NE(value.name(), "entry_value") << index;
+      }
+    }
   }
   EXPECT_EQ(roms, 9);
 }

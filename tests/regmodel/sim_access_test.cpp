@@ -88,3 +88,38 @@ TEST(SimAccess, CatalogueFollowsEachShippedCamera) {
     EXPECT_EQ(maxSize->address(), offset * 4 + 0xF0000000u);
   }
 }
+
+// A camera whose unit-dependent directory puts the command registers at
+// 0xF0010000: names, the catalogue and offsets all land there, absolute
+// addresses stay where they are.
+TEST(SimAccess, CatalogueAndOffsetsFollowTheCamerasOwnCommandBase) {
+  vx_QrvnvDcamModule module(simulated("mirelle-mo320c"));
+  vxDcamCamera camera(0, &module);
+  EXPECT_EQ(camera.commandBase(), 0xF0010000u);
+  EXPECT_EQ(camera.catalogueCommandBase(), 0xF0010000u);
+  EXPECT_EQ(camera.findRegister("INITIALIZE")->address(), 0xF0010000u);
+  EXPECT_EQ(camera.findRegister("CURRENT_FRAME_RATE")->address(), 0xF0010600u);
+  EXPECT_EQ(camera.findRegister("BRIGHTNESS")->address(), 0xF0010800u);
+  EXPECT_EQ(camera.absoluteAddress(0x600), 0xF0010600u);
+  EXPECT_EQ(camera.absoluteAddress(0xF0F00600u), 0xF0F00600u);
+
+  // Power-on format 0 mode 1 at rate 4, 30 fps, read by name and by offset.
+  EXPECT_EQ(camera.findRegister("CURRENT_FRAME_RATE")->read32(), 0x80000000u);
+  EXPECT_EQ(camera.findRegister("CURRENT_VIDEO_MODE")->read32(), 0x20000000u);
+  uint32_t value = 0;
+  ASSERT_TRUE(camera.readQuadlet(0x604, value));
+  EXPECT_EQ(value, 0x20000000u);
+  EXPECT_FALSE(camera.readQuadlet(0xF0F00604u, value)) << "nothing answers at the usual base";
+  // The catalogue's Format_7 and strobe blocks were found through the inquiry
+  // registers at this base.
+  ASSERT_NE(camera.strobeGroup(), nullptr);
+  EXPECT_TRUE(camera.findRegister("MAX_IMAGE_SIZE_INQ")->read32() == (640u << 16 | 480u));
+}
+
+TEST(SimAccess, CameraNumbersPastTwoHundredFiftyFiveAreNotCutToEightBits) {
+  vx_QrvnvDcamModule module(simulated("korvane-kv640m"));
+  EXPECT_THROW(vxDcamCamera(256, &module), vx_DcamModule::Error);
+  vxCamera camera("far", 256, "DCAM", &module);
+  EXPECT_EQ(camera.cameraNumber(), 256);
+  EXPECT_THROW(camera.device(), vx_DcamModule::Error);
+}

@@ -102,6 +102,23 @@ TEST(VfwPralix, ReadsAndWritesInBothAddressForms) {
   }
 }
 
+// Through libdc1394 too, a camera's own command register base (from its
+// configuration ROM) is where names, offsets and reset go.
+TEST(VfwPralix, ACameraWithItsOwnCommandBaseIsReachedThere) {
+  const Result name = pralixUnderVfw("mirelle-mo320c", "read CURRENT_VIDEO_MODE --json");
+  ASSERT_EQ(name.status, 0) << name.err;
+  EXPECT_NE(name.out.find("\"address\": \"F0010604\""), std::string::npos) << name.out;
+  EXPECT_EQ(pralixUnderVfw("mirelle-mo320c", "read 604").out,
+            simulated("mirelle-mo320c", "read 604").out);
+  EXPECT_NE(pralixUnderVfw("mirelle-mo320c", "read F0F00604").status, 0);
+  EXPECT_EQ(pralixUnderVfw("mirelle-mo320c", "reset").status, 0);
+  // The libdc1394 layer's reason comes on the line after the program's message.
+  const Result unaligned = pralixUnderVfw("mirelle-mo320c", "read 602");
+  EXPECT_NE(unaligned.err.find("Register read failed!\n"), std::string::npos) << unaligned.err;
+  EXPECT_NE(unaligned.err.find("0x00000602 is not a quadlet address"), std::string::npos)
+      << unaligned.err;
+}
+
 TEST(VfwPralix, DumpAndCapabilitiesMatchTheSimulatedBusLineForLine) {
   for (const std::string& profile : kProfiles) {
     SCOPED_TRACE(profile);

@@ -42,7 +42,8 @@ class vx_QrvnvDcamModule::Camera final : public vx1394DCAM {
 namespace {
 
 std::vector<std::unique_ptr<vx_BusLayer>> layersFor(const vx_ModuleOptions& options,
-                                                    std::vector<std::string>& notices) {
+                                                    std::vector<std::string>& notices,
+                                                    std::vector<std::string>& refused) {
   std::vector<std::unique_ptr<vx_BusLayer>> layers;
   // Real bus layers come first so that real cameras take the low numbers.
 #ifdef PRALIX_HAVE_DC1394
@@ -62,11 +63,14 @@ std::vector<std::unique_ptr<vx_BusLayer>> layersFor(const vx_ModuleOptions& opti
     const std::vector<std::string>& names =
         options.simulatedProfiles.empty() ? vxBuiltinSimProfiles() : options.simulatedProfiles;
     std::vector<vx_SimProfile> profiles;
-    try {
-      for (const std::string& name : names)
+    // A bad profile costs only its own camera: the real bus and the other
+    // simulated cameras still come up.
+    for (const std::string& name : names) {
+      try {
         profiles.push_back(vxLoadSimProfile(vxResolveSimProfile(name, options.profileDirs)));
-    } catch (const vx_SimProfile::Error& e) {
-      throw vx_DcamModule::Error(e.message());
+      } catch (const vx_SimProfile::Error& e) {
+        refused.push_back(e.message());
+      }
     }
     layers.push_back(std::make_unique<vx_SimBus>(std::move(profiles)));
   }
@@ -76,7 +80,7 @@ std::vector<std::unique_ptr<vx_BusLayer>> layersFor(const vx_ModuleOptions& opti
 }  // namespace
 
 vx_QrvnvDcamModule::vx_QrvnvDcamModule(const vx_ModuleOptions& options) {
-  m_layers = layersFor(options, m_notices);
+  m_layers = layersFor(options, m_notices, m_refusedProfiles);
   start();
 }
 

@@ -14,8 +14,9 @@
 
 class vx_QrvnvDcamModule final : public vx_DcamModule {
  public:
-  // Brings up the bus layers the options ask for. Throws Error when a
-  // simulated camera profile cannot be found or read.
+  // Brings up the bus layers the options ask for. A simulated camera
+  // profile that cannot be found or read is refused (refusedProfiles()) and
+  // the module runs with the rest.
   explicit vx_QrvnvDcamModule(const vx_ModuleOptions& options);
   // A module over the given layers, in this order.
   explicit vx_QrvnvDcamModule(std::vector<std::unique_ptr<vx_BusLayer>> layers,
@@ -26,6 +27,7 @@ class vx_QrvnvDcamModule final : public vx_DcamModule {
   std::string version() const override;
   std::vector<std::string> busLayers() const override;
   std::vector<std::string> notices() const override { return m_notices; }
+  std::vector<std::string> refusedProfiles() const override { return m_refusedProfiles; }
   int cameraCount() const override { return static_cast<int>(m_cameras.size()); }
   vx1394DCAM& camera(int number) override;
   int registerBusEventCallback(int cameraNumber, vxDcamBusEventCallback callback) override;
@@ -49,6 +51,7 @@ class vx_QrvnvDcamModule final : public vx_DcamModule {
   std::vector<std::unique_ptr<vx_BusLayer>> m_layers;
   std::vector<std::unique_ptr<Camera>> m_cameras;
   std::vector<std::string> m_notices;
+  std::vector<std::string> m_refusedProfiles;
 
   std::mutex m_queueMutex;
   std::condition_variable m_queueChanged;

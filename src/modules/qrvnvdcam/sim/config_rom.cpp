@@ -34,19 +34,6 @@ std::vector<uint32_t> textLeaf(const std::string& text) {
 
 }  // namespace
 
-uint16_t vxIeee1212Crc16(const uint32_t* quadlets, size_t count) {
-  uint32_t crc = 0;
-  for (size_t i = 0; i < count; ++i) {
-    const uint32_t data = quadlets[i];
-    for (int shift = 28; shift >= 0; shift -= 4) {
-      const uint32_t sum = ((crc >> 12) ^ (data >> shift)) & 0xF;
-      crc = (crc << 4) ^ (sum << 12) ^ (sum << 5) ^ sum;
-    }
-    crc &= 0xFFFF;
-  }
-  return static_cast<uint16_t>(crc);
-}
-
 uint32_t vxIidcUnitSwVersion(int iidcVersion) {
   if (iidcVersion < 120) return 0x100;
   if (iidcVersion < 130) return 0x101;

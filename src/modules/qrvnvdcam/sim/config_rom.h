@@ -6,9 +6,7 @@
 #include <string>
 #include <vector>
 
-// The CRC-16 of IEEE 1212 over whole quadlets, as bus info blocks, directories
-// and leaves carry it.
-uint16_t vxIeee1212Crc16(const uint32_t* quadlets, size_t count);
+#include "acquisition/config_rom_reader.h"
 
 struct vx_ConfigRomInfo {
   uint64_t guid = 0;  // the top 24 bits are the vendor id

@@ -364,9 +364,9 @@ vx_SimProfile vxParseSimProfile(const std::string& text, const std::string& file
   }
   r.object(doc, "the top level");
   r.onlyKeys(doc, "",
-             {"vendor", "model", "guid", "iidcVersion", "ieee1394b", "formats", "format7",
-              "valueSetting", "features", "trigger", "pio", "strobe", "oneShot", "multiShot",
-              "cameraPower", "memoryChannels", "default", "comment"});
+             {"vendor", "model", "guid", "iidcVersion", "ieee1394b", "commandRegsBase", "formats",
+              "format7", "valueSetting", "features", "trigger", "pio", "strobe", "oneShot",
+              "multiShot", "cameraPower", "memoryChannels", "default", "comment"});
   vx_SimProfile p;
   p.file = file;
   p.name = fs::path(file).stem().string();
@@ -392,6 +392,27 @@ vx_SimProfile vxParseSimProfile(const std::string& text, const std::string& file
   p.ieee1394b = getBool(r, doc, "", "ieee1394b", false);
   if (p.ieee1394b && p.iidcVersion < 131)
     r.fail("ieee1394b", "1394b operation needs IIDC 1.31 or later");
+  if (auto it = doc.find("commandRegsBase"); it != doc.end()) {
+    const std::string given = r.text(*it, "commandRegsBase");
+    const std::string hex =
+        given.rfind("0x", 0) == 0 || given.rfind("0X", 0) == 0 ? given.substr(2) : given;
+    unsigned long long base = 0;
+    if (hex.empty() || hex.size() > 8 ||
+        hex.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos ||
+        !vxParseHex(hex, base))
+      r.fail("commandRegsBase",
+             vxFormat("\"%s\" is not a 32-bit hexadecimal address", given.c_str()));
+    // The command registers must lie past the configuration ROM and clear of
+    // the blocks the simulated camera keeps from 0xF0F10000 on, quadlet aligned.
+    if (base % 4 != 0 || base < 0xF0000800ull || (base > 0xF0F00000ull && base < 0xF0F50000ull) ||
+        base > 0xFFFFF000ull)
+      r.fail("commandRegsBase",
+             vxFormat(
+                 "0x%08llX cannot hold the command registers (a quadlet address from 0xF0000800 to "
+                 "0xFFFFF000, outside 0xF0F00004 to 0xF0F4FFFF)",
+                 base));
+    p.commandRegsBase = static_cast<uint32_t>(base);
+  }
 
   readFormats(r, r.required(doc, "", "formats"), p);
   if (auto it = doc.find("format7"); it != doc.end()) readFormat7(r, *it, p);

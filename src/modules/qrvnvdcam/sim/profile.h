@@ -106,6 +106,9 @@ struct vx_SimProfile {
   // 104, 120, 130, 131, 132 for IIDC 1.04 ... 1.32.
   int iidcVersion = 130;
   bool ieee1394b = false;
+  // Absolute CSR address of the command registers, as the unit-dependent
+  // directory's command_regs_base names it.
+  uint32_t commandRegsBase = 0xF0F00000u;
 
   // rates[format][mode]: bit r set when frame rate r is offered; formats 0..2.
   std::array<std::array<uint8_t, 8>, 3> rates{};

@@ -14,7 +14,6 @@ using namespace vx_Iidc;
 
 namespace {
 
-constexpr uint32_t kBase = kDefaultCommandRegsBase;
 // The granularity of BYTE_PER_PACKET, and the number of packets per frame the
 // recommended packet size aims at (a frame in about 1/30 s of 125 us cycles).
 constexpr uint32_t kPacketUnit = 4;
@@ -59,12 +58,13 @@ bool contains(const std::vector<int>& list, int v) {
 
 }  // namespace
 
-vx_SimCamera::vx_SimCamera(vx_SimProfile profile) : m_profile(std::move(profile)) {
+vx_SimCamera::vx_SimCamera(vx_SimProfile profile)
+    : m_profile(std::move(profile)), m_base(m_profile.commandRegsBase) {
   vx_ConfigRomInfo info;
   info.guid = m_profile.guid;
   info.unitSwVersion = vxIidcUnitSwVersion(m_profile.iidcVersion);
   info.unitSubSwVersion = vxIidcUnitSubSwVersion(m_profile.iidcVersion);
-  info.commandRegsBase = kBase;
+  info.commandRegsBase = m_base;
   info.vendor = m_profile.vendor;
   info.model = m_profile.model;
   info.linkSpeed = m_profile.ieee1394b ? 3 : 2;
@@ -81,7 +81,7 @@ vxDcamIdentity vx_SimCamera::identity() const {
   id.unitSpecId = 0x00A02D;
   id.unitSwVersion = vxIidcUnitSwVersion(m_profile.iidcVersion);
   id.unitSubSwVersion = vxIidcUnitSubSwVersion(m_profile.iidcVersion);
-  id.commandRegsBase = kBase;
+  id.commandRegsBase = m_base;
   id.busLayer = "simulated";
   return id;
 }
@@ -309,7 +309,7 @@ void vx_SimCamera::addFormat7(const vx_SimFormat7Mode& m) {
 }
 
 uint32_t vx_SimCamera::maxBytesPerPacket() const {
-  const uint32_t iso = regValue(kBase + kIsoChannel);
+  const uint32_t iso = regValue(m_base + kIsoChannel);
   const bool bMode = m_profile.ieee1394b && (iso & 0x00008000u);
   const uint32_t speed = bMode ? (iso & 7) : (iso >> 24 & 3);
   const uint32_t cameraMax = m_profile.ieee1394b ? 8192 : 4096;
@@ -367,7 +367,7 @@ void vx_SimCamera::recomputeFormat7(int mode) {
 void vx_SimCamera::rawToAbsolute(int feature) {
   const vx_SimFeatureProfile& f = m_profile.features[feature];
   const uint32_t raw = std::clamp(
-      regValue(kBase + kFeatureControl + featureOffset(feature)) & kCtlValue, f.min, f.max);
+      regValue(m_base + kFeatureControl + featureOffset(feature)) & kCtlValue, f.min, f.max);
   const double share = static_cast<double>(raw - f.min) / static_cast<double>(f.max - f.min);
   reg(featureAbsBlock(feature) + kAbsValue) =
       floatBits(static_cast<float>(f.absMin + share * (f.absMax - f.absMin)));
@@ -385,7 +385,7 @@ void vx_SimCamera::absoluteToRaw(int feature, uint32_t previousBits) {
                               static_cast<double>(f.absMax));
   const double share = (v - f.absMin) / (static_cast<double>(f.absMax) - f.absMin);
   const auto raw = static_cast<uint32_t>(std::lround(f.min + share * (f.max - f.min)));
-  uint32_t& control = reg(kBase + kFeatureControl + featureOffset(feature));
+  uint32_t& control = reg(m_base + kFeatureControl + featureOffset(feature));
   control = (control & ~kCtlValue) | raw;
   // The camera works in raw steps; the absolute value reads back the step it
   // landed on, so both registers always describe the same setting.
@@ -420,25 +420,25 @@ void vx_SimCamera::checkFeature(int feature, uint32_t value) {
         break;
     }
   }
-  uint32_t& status = reg(kBase + (feature < 16 ? kFeatureErrorStatusHi : kFeatureErrorStatusLo));
+  uint32_t& status = reg(m_base + (feature < 16 ? kFeatureErrorStatusHi : kFeatureErrorStatusLo));
   const uint32_t flag = bit(feature < 16 ? feature : feature - 16);
   status = ok ? status & ~flag : status | flag;
 }
 
 void vx_SimCamera::updateVideoStatus() {
-  const int format = static_cast<int>(regValue(kBase + kCurVideoFormat) >> 29);
-  const int mode = static_cast<int>(regValue(kBase + kCurVideoMode) >> 29);
-  const int rate = static_cast<int>(regValue(kBase + kCurFrameRate) >> 29);
+  const int format = static_cast<int>(regValue(m_base + kCurVideoFormat) >> 29);
+  const int mode = static_cast<int>(regValue(m_base + kCurVideoMode) >> 29);
+  const int rate = static_cast<int>(regValue(m_base + kCurFrameRate) >> 29);
   const bool ok =
       format == 7 ? m_profile.modeSupported(7, mode) : m_profile.rateSupported(format, mode, rate);
-  reg(kBase + kVmodeErrorStatus) = ok ? 0 : 0x80000000u;
+  reg(m_base + kVmodeErrorStatus) = ok ? 0 : 0x80000000u;
   if (!ok) return;
   vxPixelCoding coding = vxPixelCoding::Mono8;
   if (format == 7)
     coding = static_cast<vxPixelCoding>(regValue(format7Block(mode) + kF7ColorCodingId) >> 24);
   else
     coding = vxSimStandardMode(format, mode)->coding;
-  reg(kBase + kDataDepth) = sampleDepth(coding) << 24;
+  reg(m_base + kDataDepth) = sampleDepth(coding) << 24;
 }
 
 void vx_SimCamera::restorePowerOn() {
@@ -458,8 +458,14 @@ bool vx_SimCamera::resolve(uint32_t address, uint32_t& absolute, std::string* er
     if (error) *error = "the camera has been unplugged";
     return false;
   }
-  if (!absoluteAddress(address, kBase, absolute)) {
-    if (error) *error = vxFormat("0x%08X is not a quadlet address of the camera", address);
+  if (!absoluteAddress(address, m_base, absolute)) {
+    // The same reasons the libdc1394 layer gives.
+    if (error)
+      *error =
+          address % 4 != 0
+              ? vxFormat("0x%08X is not a quadlet address", address)
+              : vxFormat("0x%08X lies beyond the camera's CSR space (command registers at 0x%08X)",
+                         address, m_base);
     return false;
   }
   if (m_regs.find(absolute) == m_regs.end()) {
@@ -496,6 +502,11 @@ bool vx_SimCamera::writeQuadlet(uint32_t address, uint32_t value, std::string* e
       if (error) *error = vxFormat("simulated write failure at 0x%08X", absolute);
       return false;
     }
+    // A node's configuration ROM is read-only: the write is answered with an error.
+    if (absolute >= kRomStart && absolute < kRomEnd) {
+      if (error) *error = vxFormat("0x%08X is in the read-only configuration ROM", absolute);
+      return false;
+    }
     Reg& r = m_regs[absolute];
     const uint32_t previous = r.value;
     r.value = (r.value & ~r.writeMask) | (value & r.writeMask);
@@ -522,7 +533,7 @@ void vx_SimCamera::afterWrite(uint32_t absolute, uint32_t previous,
       break;
     case Kind::Initialize:
       if (r.value & kInitializeBit) {
-        const bool streaming = regValue(kBase + kIsoEnable) & 0x80000000u;
+        const bool streaming = regValue(m_base + kIsoEnable) & 0x80000000u;
         restorePowerOn();  // r is gone from here on
         if (streaming) shots.emplace_back(vx_SimShotControl::IsoEnable, 0);
       }
@@ -540,7 +551,7 @@ void vx_SimCamera::afterWrite(uint32_t absolute, uint32_t previous,
       r.value &= ~0x80000000u;
       break;
     case Kind::Shot: {
-      const uint32_t offset = absolute - kBase;
+      const uint32_t offset = absolute - m_base;
       if (offset == kIsoEnable) shots.emplace_back(vx_SimShotControl::IsoEnable, r.value);
       if (offset == kOneShot && (r.value & bit(0)))
         shots.emplace_back(vx_SimShotControl::OneShot, r.value);
@@ -586,7 +597,7 @@ bool vx_SimCamera::isPlugged() const {
 
 void vx_SimCamera::setReadFault(uint32_t address, bool fail) {
   uint32_t absolute = 0;
-  if (!absoluteAddress(address, kBase, absolute)) return;
+  if (!absoluteAddress(address, m_base, absolute)) return;
   std::lock_guard lock(m_mutex);
   if (fail)
     m_readFaults.insert(absolute);
@@ -596,7 +607,7 @@ void vx_SimCamera::setReadFault(uint32_t address, bool fail) {
 
 void vx_SimCamera::setWriteFault(uint32_t address, bool fail) {
   uint32_t absolute = 0;
-  if (!absoluteAddress(address, kBase, absolute)) return;
+  if (!absoluteAddress(address, m_base, absolute)) return;
   std::lock_guard lock(m_mutex);
   if (fail)
     m_writeFaults.insert(absolute);
@@ -629,23 +640,23 @@ void vx_SimCamera::resetTransactionCount() {
 uint32_t vx_SimCamera::featureValue(int feature) const {
   if (feature < 0 || feature >= kSimFeatureCount) return 0;
   std::lock_guard lock(m_mutex);
-  return regValue(kBase + kFeatureControl + featureOffset(feature)) & kCtlValue;
+  return regValue(m_base + kFeatureControl + featureOffset(feature)) & kCtlValue;
 }
 
 bool vx_SimCamera::featureOn(int feature) const {
   if (feature < 0 || feature >= kSimFeatureCount) return false;
   std::lock_guard lock(m_mutex);
-  return (regValue(kBase + kFeatureControl + featureOffset(feature)) & kCtlOnOff) != 0;
+  return (regValue(m_base + kFeatureControl + featureOffset(feature)) & kCtlOnOff) != 0;
 }
 
 vx_SimVideoSetting vx_SimCamera::videoSetting() const {
   std::lock_guard lock(m_mutex);
   vx_SimVideoSetting s;
-  s.format = static_cast<int>(regValue(kBase + kCurVideoFormat) >> 29);
-  s.mode = static_cast<int>(regValue(kBase + kCurVideoMode) >> 29);
-  s.rate = static_cast<int>(regValue(kBase + kCurFrameRate) >> 29);
-  s.valid = regValue(kBase + kVmodeErrorStatus) == 0;
-  s.isoEnabled = (regValue(kBase + kIsoEnable) & 0x80000000u) != 0;
+  s.format = static_cast<int>(regValue(m_base + kCurVideoFormat) >> 29);
+  s.mode = static_cast<int>(regValue(m_base + kCurVideoMode) >> 29);
+  s.rate = static_cast<int>(regValue(m_base + kCurFrameRate) >> 29);
+  s.valid = regValue(m_base + kVmodeErrorStatus) == 0;
+  s.isoEnabled = (regValue(m_base + kIsoEnable) & 0x80000000u) != 0;
   if (!s.valid) return s;
   if (s.format == 7) {
     const uint32_t block = format7Block(s.mode);
@@ -671,7 +682,7 @@ vx_SimTriggerSetting vx_SimCamera::triggerSetting() const {
   std::lock_guard lock(m_mutex);
   vx_SimTriggerSetting t;
   if (!m_profile.trigger.present) return t;
-  const uint32_t v = regValue(kBase + kFeatureControl + featureOffset(kSimTrigger));
+  const uint32_t v = regValue(m_base + kFeatureControl + featureOffset(kSimTrigger));
   t.on = (v & kCtlOnOff) != 0;
   t.polarityHigh = (v & kTriggerPolarity) != 0;
   t.source = static_cast<int>((v & kTriggerSource) >> 21);
@@ -681,7 +692,7 @@ vx_SimTriggerSetting vx_SimCamera::triggerSetting() const {
 
 uint32_t vx_SimCamera::powerOnFeatureValue(int feature) const {
   if (feature < 0 || feature >= kSimFeatureCount) return 0;
-  return m_powerOn.at(kBase + kFeatureControl + featureOffset(feature)).value & kCtlValue;
+  return m_powerOn.at(m_base + kFeatureControl + featureOffset(feature)).value & kCtlValue;
 }
 
 vx_SimCamera::ShotHookId vx_SimCamera::addShotHook(ShotHook hook) {
@@ -700,13 +711,13 @@ void vx_SimCamera::removeShotHook(ShotHookId id) {
 
 void vx_SimCamera::finishShot() {
   std::lock_guard lock(m_mutex);
-  reg(kBase + kOneShot) &= ~(bit(0) | bit(1));
-  reg(kBase + kSoftwareTrigger) &= ~bit(0);
+  reg(m_base + kOneShot) &= ~(bit(0) | bit(1));
+  reg(m_base + kSoftwareTrigger) &= ~bit(0);
 }
 
 void vx_SimCamera::haltTransmission() {
   std::lock_guard lock(m_mutex);
-  reg(kBase + kIsoEnable) = 0;
-  reg(kBase + kOneShot) &= ~(bit(0) | bit(1));
-  reg(kBase + kSoftwareTrigger) &= ~bit(0);
+  reg(m_base + kIsoEnable) = 0;
+  reg(m_base + kOneShot) &= ~(bit(0) | bit(1));
+  reg(m_base + kSoftwareTrigger) &= ~bit(0);
 }

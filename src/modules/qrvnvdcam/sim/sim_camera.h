@@ -126,7 +126,7 @@ class vx_SimCamera {
            int index = 0);
   void addCommand(uint32_t offset, uint32_t value, uint32_t writeMask = 0, Kind kind = Kind::Plain,
                   int index = 0) {
-    add(kDefaultCommandRegsBase + offset, value, writeMask, kind, index);
+    add(m_base + offset, value, writeMask, kind, index);
   }
   void buildPowerOn();
   void addFeature(int feature);
@@ -147,6 +147,7 @@ class vx_SimCamera {
   void restorePowerOn();
 
   const vx_SimProfile m_profile;
+  const uint32_t m_base;  // the command register base of the profile
   std::vector<uint32_t> m_rom;
 
   mutable std::mutex m_mutex;

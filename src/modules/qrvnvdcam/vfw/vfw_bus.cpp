@@ -1020,7 +1020,8 @@ void vx_VfwBus::sendFrames() {
     if (frames.empty()) continue;
     vx_SimCamera& camera = m_sim->simCamera(i);
     uint32_t isoChannel = 0;
-    if (!camera.readQuadlet(kDefaultCommandRegsBase + vx_Iidc::kIsoChannel, isoChannel)) continue;
+    if (!camera.readQuadlet(camera.profile().commandRegsBase + vx_Iidc::kIsoChannel, isoChannel))
+      continue;
     const bool bMode = camera.profile().ieee1394b && (isoChannel & 0x8000u);
     const uint32_t channel = bMode ? (isoChannel >> 8 & 0x3F) : (isoChannel >> 28);
     const size_t packetBytes = packeting.bytesPerPacket;
