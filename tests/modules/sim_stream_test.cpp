@@ -105,16 +105,21 @@ TEST(SimStreamTiming, TimeScaleComesFromTheEnvironment) {
 
 TEST(SimStreamTiming, PacedFramesNeverComeEarly) {
   // 30 fps at ten times real time: one frame every 3.33 ms at the most.
+  // The bound runs from before ISO_EN, so a busy machine can only lengthen
+  // the wait, never break the check; how close the pace comes to the
+  // format's rate is the pacing benchmark's business.
   Rig rig({"korvane-kv640m"}, 10.0);
   auto stream = rig.started();
+  const auto enabled = std::chrono::steady_clock::now();
   rig.write(kIsoEn, kOn);
   const auto frames = take(*stream, 16);
   ASSERT_EQ(frames.size(), 16u);
-  const double spent =
-      std::chrono::duration<double>(frames.back().timestamp - frames.front().timestamp).count();
-  EXPECT_GE(spent, 15 * (1.0 / 300) * 0.98);
-  for (size_t i = 1; i < frames.size(); ++i)
+  const double spent = std::chrono::duration<double>(frames.back().timestamp - enabled).count();
+  EXPECT_GE(spent, 16 * (1.0 / 300) * 0.999);
+  for (size_t i = 1; i < frames.size(); ++i) {
     EXPECT_GT(frames[i].timestamp, frames[i - 1].timestamp);
+    EXPECT_EQ(frames[i].sequence, frames[i - 1].sequence + 1);
+  }
 }
 
 TEST(SimStreamDelivery, IsoEnableStreamsNumberedMovingFrames) {
