@@ -2,6 +2,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QLineEdit>
+#include <QLabel>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
@@ -121,6 +122,11 @@ class TestReportPages : public QObject {
              qPrintable(text.left(100)));
     QVERIFY(text.contains("\nReading : 7FC Value : "));
     QVERIFY(text.contains("************* FORMAT 7 RAW REGISTER DUMP ************"));
+    // The page names what the dump leaves changed, before and after it runs.
+    const QString warning = f.find<QLabel>("dumpWarning")->text();
+    for (const char* change : {"format, mode and rate", "manual mode with absolute control off",
+                               "colour coding to the first one the mode offers"})
+      QVERIFY2(warning.contains(change), change);
 
     // Choosing another camera leaves the last report on show.
     f.chooseCamera(0);
