@@ -292,7 +292,8 @@ CLI::App* FeatureCommand::setup(CLI::App& app) {
                                    "target of Temperature ...), 0 to 4095")
                        ->check(CLI::Range(0, kMaxRawValue));
   m_absOption = sub->add_option("--abs", m_abs,
-                                "Absolute value in the feature's unit; switches absolute control on first");
+                                "Absolute value in the feature's unit; switches absolute control on first")
+                    ->check(vxFiniteNumber());
   addCameraOption(sub, m_camera);
   sub->add_flag("--json", m_json, "Print the feature as JSON");
   return sub;

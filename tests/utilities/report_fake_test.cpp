@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "acquisition/video_format.h"
 #include "base/format.h"
 #include "support/fake_camera.h"
 #include "support/report_text.h"
@@ -426,6 +427,26 @@ TEST_F(ReportTest, CapabilitiesDoNotWriteARegisterTheyCouldNotRead) {
                        "\r\nUsual average time to write register (us) : 400 us"});
   ASSERT_EQ(builder.failures().lines().size(), 1u);
   EXPECT_TRUE(builder.failures().lines()[0].starts_with("Reading register 0x800 failed")) << builder.failures().lines()[0];
+}
+
+// The capabilities report keeps name tables of its own; they name every
+// mode, rate and coding as the acquisition layer does (whose tables are
+// checked name by name with the video formats).
+TEST(CapabilitiesNames, EveryEntryAgreesWithTheAcquisitionLayersTables) {
+  auto text = [](const char* name) { return std::string(name ? name : "(null)"); };
+  int modes = 0;
+  for (int format = 0; format < 3; ++format)
+    for (int mode = 0; mode < 8; ++mode) {
+      modes += vxCapabilitiesReportBuilder::modeName(format, mode) != nullptr;
+      EXPECT_EQ(text(vxCapabilitiesReportBuilder::modeName(format, mode)),
+                text(vxVideoFormat::modeName(uint32_t(format), uint32_t(mode))));
+    }
+  EXPECT_EQ(modes, 23);
+  for (int rate = 0; rate <= 8; ++rate)
+    EXPECT_EQ(text(vxCapabilitiesReportBuilder::rateName(rate)), text(vxVideoFormat::rateName(uint32_t(rate))));
+  for (int id = 0; id <= 11; ++id)
+    EXPECT_EQ(text(vxCapabilitiesReportBuilder::colorCodingName(id)),
+              text(vxVideoFormat::colorCodingName(uint32_t(id))));
 }
 
 // The dump's own configuration ROM walk over the ROMs of nine real cameras:
