@@ -16,6 +16,7 @@
 #include <cctype>
 #include <charconv>
 #include <climits>
+#include <cmath>
 #include <exception>
 #include <string>
 #include <thread>
@@ -326,7 +327,13 @@ void CPageDCAMProps::apply() {
       if (listed->fieldCount > 1)
         feature.setValue2(lenientInt(m_value2Edit->text().left(kValueTextLimit)));
     } else {
-      feature.setAbsValue(lenientFloat(first));
+      // The conversion reads "nan" and "inf" as numbers; no camera takes them.
+      const float value = lenientFloat(first);
+      if (!std::isfinite(value)) {
+        m_services.prompter->error(this, QString("'%1' is not a finite number.").arg(first));
+        return;
+      }
+      feature.setAbsValue(value);
     }
     settle();
     showValues(*listed);

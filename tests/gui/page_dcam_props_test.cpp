@@ -284,6 +284,14 @@ class TestPageDCAMProps : public QObject {
     f.click("applyButton");
     QCOMPARE(f.absValue(), 0.0f);
     QCOMPARE(f.edit("valueEdit")->text(), QString("0.000"));
+    // Words the conversion takes for numbers but no camera can hold are refused.
+    for (const char* word : {"nan", "-inf"}) {
+      f.type("valueEdit", word);
+      f.click("applyButton");
+      QCOMPARE(f.absValue(), 0.0f);
+    }
+    QCOMPARE(f.prompter.messages.size(), 2);
+    QCOMPARE(f.prompter.messages[1].text, QString("'-inf' is not a finite number."));
 
     // Selected again, the feature comes up in the mode the camera holds.
     f.pick("Gain");
