@@ -45,7 +45,8 @@ uint32_t vxIsoBytesPerCycle(const vxVideoFormat& format) {
   return uint32_t(std::ceil(frameBytes / cycles));
 }
 
-vxVideoFormatChoice vxChooseVideoFormat(vx1394DCAM& camera, const std::string& name, uint32_t budget) {
+vxVideoFormatChoice vxChooseVideoFormat(vx1394DCAM& camera, const std::string& name,
+                                        uint32_t budget) {
   const std::string wanted = lower(name);
   const std::vector<vxPtrHandle<vxVideoFormat>> formats = vxVideoFormat::supportedFormats(camera);
   std::vector<vxPtrHandle<vxVideoFormat>> rates;  // the mode's, when the name has no rate
@@ -53,23 +54,28 @@ vxVideoFormatChoice vxChooseVideoFormat(vx1394DCAM& camera, const std::string& n
     const std::string candidate = lower(format->name());
     if (candidate == wanted) return {format, {}};
     const char* rate = vxVideoFormat::rateName(format->rate());
-    if (format->isStandard() && rate && candidate == wanted + " " + lower(rate)) rates.push_back(format);
+    if (format->isStandard() && rate && candidate == wanted + " " + lower(rate))
+      rates.push_back(format);
   }
   if (!rates.empty()) {
-    std::sort(rates.begin(), rates.end(), [](const auto& a, const auto& b) { return a->rate() > b->rate(); });
+    std::sort(rates.begin(), rates.end(),
+              [](const auto& a, const auto& b) { return a->rate() > b->rate(); });
     for (const auto& format : rates) {
       const uint32_t bytes = vxIsoBytesPerCycle(*format);
       if (bytes <= budget)
-        return {format, vxFormat("No rate given: %s is the fastest rate of the mode whose stream fits the "
-                                 "bus (%u of %u bytes per cycle).",
-                                 vxVideoFormat::rateName(format->rate()), bytes, budget)};
+        return {format,
+                vxFormat("No rate given: %s is the fastest rate of the mode whose stream fits the "
+                         "bus (%u of %u bytes per cycle).",
+                         vxVideoFormat::rateName(format->rate()), bytes, budget)};
     }
     const auto& slowest = rates.back();
-    return {slowest, vxFormat("No rate given, and no rate of the mode fits the bus (%u bytes per cycle): "
-                              "taking the slowest, %s.",
-                              budget, vxVideoFormat::rateName(slowest->rate()))};
+    return {slowest,
+            vxFormat("No rate given, and no rate of the mode fits the bus (%u bytes per cycle): "
+                     "taking the slowest, %s.",
+                     budget, vxVideoFormat::rateName(slowest->rate()))};
   }
   if (knownName(wanted))
-    throw vxVideoFormat::NotSupported(vxFormat("Video format '%s' is not offered by this camera.", name.c_str()));
+    throw vxVideoFormat::NotSupported(
+        vxFormat("Video format '%s' is not offered by this camera.", name.c_str()));
   throw vxVideoFormat::NotFound(vxFormat("Unknown video format '%s'.", name.c_str()));
 }

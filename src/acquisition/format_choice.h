@@ -1,4 +1,5 @@
-// Choosing a camera's video format by the name a user types, and the bus share a standard format needs.
+// Choosing a camera's video format by the name a user types, and the bus share a standard format
+// needs.
 #pragma once
 
 #include <cstdint>

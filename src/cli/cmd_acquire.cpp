@@ -367,8 +367,9 @@ int AcquireCommand::run(CliContext& context) {
     const auto range = fifo->exposureRange();
     if (range && (float(value) < float(range->first) || float(value) > float(range->second))) {
       value = std::clamp(value, range->first, range->second);
-      context.err() << vxFormat("pralix: the exposure %g lies outside the camera's %g to %g; using %g.\n",
-                                m_exposure, range->first, range->second, value);
+      context.err() << vxFormat(
+          "pralix: the exposure %g lies outside the camera's %g to %g; using %g.\n", m_exposure,
+          range->first, range->second, value);
     }
     try {
       exposure->exposure(value);

@@ -1,7 +1,7 @@
 // pralix features and feature: the camera's IIDC features, read and changed by name.
 #include <cctype>
-#include <cmath>
 #include <chrono>
+#include <cmath>
 #include <optional>
 #include <thread>
 
@@ -163,7 +163,9 @@ constexpr const char* kTableHeader = "Feature         State  Mode    Value      
 
 // Absolute values span many decades (an exposure of 2e-5 s, a gain of 24 dB):
 // they are printed with significant digits, not a fixed number of decimals.
-std::string absoluteText(float value) { return vxFormat("%.6g", double(value)); }
+std::string absoluteText(float value) {
+  return vxFormat("%.6g", double(value));
+}
 
 std::string toText(const FeatureState& s) {
   if (!s.error.empty()) return vxFormat("%-15s read failed: %s\n", s.name.c_str(), s.error.c_str());
@@ -173,8 +175,9 @@ std::string toText(const FeatureState& s) {
                               s.autoMode ? "auto" : "manual", values.c_str(),
                               vxFormat("%u to %u", s.min, s.max).c_str());
   if (s.absPossible)
-    line += vxFormat(" %s (%s to %s)%s", absoluteText(s.absValue).c_str(), absoluteText(s.absMin).c_str(),
-                     absoluteText(s.absMax).c_str(), s.absInUse ? " in use" : "");
+    line += vxFormat(" %s (%s to %s)%s", absoluteText(s.absValue).c_str(),
+                     absoluteText(s.absMin).c_str(), absoluteText(s.absMax).c_str(),
+                     s.absInUse ? " in use" : "");
   if (s.onePushRunning) line += " [one-push running]";
   if (s.controlError.value_or(false)) line += " [control error]";
   // Trailing padding of the last column is noise.
@@ -229,20 +232,23 @@ int FeaturesCommand::run(CliContext& context) {
   if (failed == 0 && errorStatus) return kExitOk;
   context.out() << std::flush;
   if (!errorStatus)
-    context.err() << vxFormat("Reading BASIC_FUNC_INQ (0x%X) failed%s; control errors are not shown.",
-                              kBasicFuncInq,
-                              accessor.lastError().empty() ? "" : (": " + accessor.lastError()).c_str())
+    context.err() << vxFormat(
+                         "Reading BASIC_FUNC_INQ (0x%X) failed%s; control errors are not shown.",
+                         kBasicFuncInq,
+                         accessor.lastError().empty() ? "" : (": " + accessor.lastError()).c_str())
                   << '\n';
   if (failed == 0) return kExitFailure;
   return context.fail(vxFormat("%zu feature%s could not be read.", failed, failed == 1 ? "" : "s"));
 }
 
-std::string FeatureCommand::refuseUnsupported(DcamFeature& feature, const DcamFeatureInfo& info) const {
+std::string FeatureCommand::refuseUnsupported(DcamFeature& feature,
+                                              const DcamFeatureInfo& info) const {
   const std::string name = vxFormat("%s of camera %d", info.listedName, m_camera);
   const bool valueAsked = m_valueOption->count() > 0 || m_value2Option->count() > 0;
   if ((m_on || m_off) && !feature.onOffInquiry())
     return name + " has no on/off switch; --on and --off do not apply.";
-  if (m_auto && !feature.autoInquiry()) return name + " has no automatic mode; --auto does not apply.";
+  if (m_auto && !feature.autoInquiry())
+    return name + " has no automatic mode; --auto does not apply.";
   if (m_manual && !feature.manualInquiry())
     return name + " has no manual control; --manual does not apply.";
   if (m_onePush && !feature.onePushInquiry())
@@ -252,18 +258,19 @@ std::string FeatureCommand::refuseUnsupported(DcamFeature& feature, const DcamFe
   if (valueAsked) {
     const uint32_t min = feature.minValue();
     const uint32_t max = feature.maxValue();
-    for (const auto& [option, value] : {std::pair{m_valueOption, m_value}, std::pair{m_value2Option, m_value2}})
+    for (const auto& [option, value] :
+         {std::pair{m_valueOption, m_value}, std::pair{m_value2Option, m_value2}})
       if (option->count() > 0 && (uint32_t(value) < min || uint32_t(value) > max))
-        return vxFormat("%s: %s %d is outside the range %u to %u.", name.c_str(), option->get_name().c_str(),
-                        value, min, max);
+        return vxFormat("%s: %s %d is outside the range %u to %u.", name.c_str(),
+                        option->get_name().c_str(), value, min, max);
   }
   if (m_absOption->count() > 0) {
     if (!std::isfinite(m_abs)) return name + ": --abs must be a finite number.";
     const float min = feature.absMin();
     const float max = feature.absMax();
     if (m_abs < min || m_abs > max)
-      return vxFormat("%s: --abs %.6g is outside the range %.6g to %.6g.", name.c_str(), double(m_abs),
-                      double(min), double(max));
+      return vxFormat("%s: --abs %.6g is outside the range %.6g to %.6g.", name.c_str(),
+                      double(m_abs), double(min), double(max));
   }
   return {};
 }
@@ -291,9 +298,10 @@ CLI::App* FeatureCommand::setup(CLI::App& app) {
                                    "Second raw value of two-value features (U/B of White Balance, "
                                    "target of Temperature ...), 0 to 4095")
                        ->check(CLI::Range(0, kMaxRawValue));
-  m_absOption = sub->add_option("--abs", m_abs,
-                                "Absolute value in the feature's unit; switches absolute control on first")
-                    ->check(vxFiniteNumber());
+  m_absOption =
+      sub->add_option("--abs", m_abs,
+                      "Absolute value in the feature's unit; switches absolute control on first")
+          ->check(vxFiniteNumber());
   addCameraOption(sub, m_camera);
   sub->add_flag("--json", m_json, "Print the feature as JSON");
   return sub;
@@ -346,7 +354,8 @@ int FeatureCommand::run(CliContext& context) {
   settle = settle || rawValue || m_absOption->count() > 0;
   if (settle) std::this_thread::sleep_for(kSettleTime);
 
-  const FeatureState state = readFeature(feature, info, hasFeatureErrorStatus(accessor).value_or(false));
+  const FeatureState state =
+      readFeature(feature, info, hasFeatureErrorStatus(accessor).value_or(false));
   if (m_json) {
     nlohmann::json j = toJson(state);
     j["camera"] = m_camera;

@@ -113,7 +113,8 @@ CLI::App* DumpCommand::setup(CLI::App& app) {
 }
 
 void DumpCommand::warnBeforeBuilding(CliContext& context) {
-  context.err() << vxFormat("Warning (camera %d): %s", m_camera, vxRegisterDumpBuilder::changesWarning())
+  context.err() << vxFormat("Warning (camera %d): %s", m_camera,
+                            vxRegisterDumpBuilder::changesWarning())
                 << std::endl;
 }
 

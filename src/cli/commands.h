@@ -83,7 +83,8 @@ class FeatureCommand : public CliCommand {
 
  private:
   // Why the camera cannot do what was asked of the feature, or "".
-  std::string refuseUnsupported(class DcamFeature& feature, const struct DcamFeatureInfo& info) const;
+  std::string refuseUnsupported(class DcamFeature& feature,
+                                const struct DcamFeatureInfo& info) const;
 
   std::string m_name;
   int m_camera = 0;

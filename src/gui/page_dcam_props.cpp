@@ -224,8 +224,9 @@ void CPageDCAMProps::listFeatures() {
       failure = QString::fromStdString(e.what());
     }
     m_listed.push_back({&feature, info.fieldCount, info.valueLabels, info.listedName});
-    auto* item = new QListWidgetItem(failure.isEmpty() ? QString(info.listedName)
-                                                       : QString("%1 (read failed)").arg(info.listedName));
+    auto* item =
+        new QListWidgetItem(failure.isEmpty() ? QString(info.listedName)
+                                              : QString("%1 (read failed)").arg(info.listedName));
     if (!failure.isEmpty()) item->setToolTip(failure);
     m_featureList->addItem(item);
   }

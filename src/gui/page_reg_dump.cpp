@@ -18,5 +18,6 @@ CPageRegDump::CPageRegDump(const CPageServices& services, QWidget* parent)
   auto* warning = new QLabel(QString("Warning: ") + vxRegisterDumpBuilder::changesWarning());
   warning->setObjectName("dumpWarning");
   warning->setWordWrap(true);
-  if (auto* box = qobject_cast<QVBoxLayout*>(layout())) box->insertWidget(box->count() - 1, warning);
+  if (auto* box = qobject_cast<QVBoxLayout*>(layout()))
+    box->insertWidget(box->count() - 1, warning);
 }

@@ -42,7 +42,8 @@ bool vx_DCAMRegisterAccessorPralix::writeQuadlet(uint64_t address, uint32_t valu
   return done;
 }
 
-void vx_DCAMRegisterAccessorPralix::failed(bool write, uint64_t address, const std::string& reason) {
+void vx_DCAMRegisterAccessorPralix::failed(bool write, uint64_t address,
+                                           const std::string& reason) {
   m_ok = false;
   m_lastError = reason;
   if (m_failureListener) m_failureListener(write, static_cast<uint32_t>(address), reason);

@@ -48,7 +48,8 @@ class vx_DCAMRegisterAccessorPralix : public vx_RegisterAccessor {
 
   // Told of every failed transfer with the address as given and the bus
   // layer's reason, so a report can list what failed beside its text.
-  using FailureListener = std::function<void(bool write, uint32_t address, const std::string& reason)>;
+  using FailureListener =
+      std::function<void(bool write, uint32_t address, const std::string& reason)>;
   void setFailureListener(FailureListener listener) { m_failureListener = std::move(listener); }
   // The reason the last failed transfer gave ("" when the bus layer gave none).
   const std::string& lastError() const { return m_lastError; }

@@ -208,8 +208,9 @@ std::string vxCapabilitiesReportBuilder::build(const vxReportProgress& progressC
   progress.report(0.6);
 
   if (!readOk) {
-    out.line("Writing Register for selected camera was not timed: the register could not be read, "
-             "and writing it without its value would change the camera.");
+    out.line(
+        "Writing Register for selected camera was not timed: the register could not be read, "
+        "and writing it without its value would change the camera.");
   } else {
     stopwatch.reset();
     diag.writeQuadlet(kSpeedRegister, value);

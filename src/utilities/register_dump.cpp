@@ -66,11 +66,12 @@ struct vxRegisterDumpBuilder::Context {
 };
 
 const char* vxRegisterDumpBuilder::changesWarning() {
-  return "The register dump changes the camera and leaves it so: it sets the current video "
-         "format, mode and rate (it ends in the last mode it visits); it switches the brightness, "
-         "gain and shutter features on and leaves them in manual mode with absolute control off; "
-         "and it sets each Format_7 mode's image position to 0,0, its size to the full sensor and "
-         "its colour coding to the first one the mode offers, which the last Format_7 mode keeps.";
+  return "The register dump changes the camera and leaves it changed: the current video format, "
+         "mode and rate end as the last mode the dump visits (the last Format_7 mode, when the "
+         "camera has any); the brightness, gain and shutter features are left switched on, in "
+         "manual mode, with absolute control off; and each Format_7 mode is left at image "
+         "position 0,0, with its size set to its maximum less its former position and the first "
+         "colour coding it offers.";
 }
 
 vxRegisterDumpBuilder::vxRegisterDumpBuilder(int cameraNumber, vx_DcamModule& module)

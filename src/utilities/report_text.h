@@ -54,7 +54,8 @@ class vxReportFailures {
   void add(bool write, uint32_t address, const std::string& reason) {
     std::string text = vxFormat("%s register 0x%X failed", write ? "Writing" : "Reading", address);
     if (!reason.empty()) text += ": " + reason;
-    if (std::find(m_lines.begin(), m_lines.end(), text) == m_lines.end()) m_lines.push_back(std::move(text));
+    if (std::find(m_lines.begin(), m_lines.end(), text) == m_lines.end())
+      m_lines.push_back(std::move(text));
   }
   bool empty() const { return m_lines.empty(); }
   const std::vector<std::string>& lines() const { return m_lines; }

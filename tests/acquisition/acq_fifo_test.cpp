@@ -298,7 +298,8 @@ TEST(AcqFifoProps, ExposureWithoutAbsoluteControlIsInRegisterUnits) {
   EXPECT_EQ(camera.get(0x81C) & 0xFFFu, 614u);
   EXPECT_EQ(camera.get(0x81C) & (1u << 30), 0u);
   EXPECT_THROW(fifo->exposureProp()->exposure(9000), vxExposureProp::BadParams);
-  EXPECT_THROW(fifo->exposureProp()->exposure(0.2), vxExposureProp::BadParams);  // rounds to 0, below 1
+  EXPECT_THROW(fifo->exposureProp()->exposure(0.2),
+               vxExposureProp::BadParams);  // rounds to 0, below 1
   EXPECT_EQ(camera.get(0x81C) & 0xFFFu, 614u);
   fifo->exposureProp()->exposure(4095);
   EXPECT_EQ(camera.get(0x81C) & 0xFFFu, 4095u);

@@ -25,9 +25,9 @@ const char* const kModeNames[3][8] = {
 const char* const kRateNames[8] = {"1.875 FPS", "3.75 FPS", "7.5 FPS", "15 FPS",
                                    "30 FPS",    "60 FPS",   "120 FPS", "240 FPS"};
 // Format_7 codings are spelt with a blank before the bracket, standard modes without.
-const char* const kCodingNames[11] = {"Mono",      "YUV (4:1:1)",   "YUV (4:2:2)",  "YUV (4:4:4)",
-                                      "24bit RGB", "Mono16",        "48bit RGB",    "Signed Mono16",
-                                      "Signed RGB16", "Bayer RAW8", "Bayer RAW16"};
+const char* const kCodingNames[11] = {"Mono",         "YUV (4:1:1)", "YUV (4:2:2)", "YUV (4:4:4)",
+                                      "24bit RGB",    "Mono16",      "48bit RGB",   "Signed Mono16",
+                                      "Signed RGB16", "Bayer RAW8",  "Bayer RAW16"};
 
 TEST(VideoFormatNames, EveryNameOfTheFormatRateAndCodingTables) {
   int modes = 0;
@@ -39,9 +39,11 @@ TEST(VideoFormatNames, EveryNameOfTheFormatRateAndCodingTables) {
     }
   EXPECT_EQ(modes, 23);
   for (uint32_t format : {3u, 6u, 7u}) EXPECT_EQ(vxVideoFormat::modeName(format, 0), nullptr);
-  for (uint32_t rate = 0; rate < 8; ++rate) EXPECT_EQ(orNull(vxVideoFormat::rateName(rate)), kRateNames[rate]);
+  for (uint32_t rate = 0; rate < 8; ++rate)
+    EXPECT_EQ(orNull(vxVideoFormat::rateName(rate)), kRateNames[rate]);
   EXPECT_EQ(vxVideoFormat::rateName(8), nullptr);
-  for (uint32_t id = 0; id < 11; ++id) EXPECT_EQ(orNull(vxVideoFormat::colorCodingName(id)), kCodingNames[id]);
+  for (uint32_t id = 0; id < 11; ++id)
+    EXPECT_EQ(orNull(vxVideoFormat::colorCodingName(id)), kCodingNames[id]);
   EXPECT_EQ(vxVideoFormat::colorCodingName(11), nullptr);
   // Every standard name is found again, at its own numbers.
   for (uint32_t format = 0; format < 3; ++format)
@@ -50,7 +52,8 @@ TEST(VideoFormatNames, EveryNameOfTheFormatRateAndCodingTables) {
         for (uint32_t rate = 0; rate < 8; ++rate) {
           const std::string name = std::string(kModeNames[format][mode]) + " " + kRateNames[rate];
           const auto found = vxVideoFormat::find(name);
-          EXPECT_EQ(found->format() * 100 + found->mode() * 10 + found->rate(), format * 100 + mode * 10 + rate)
+          EXPECT_EQ(found->format() * 100 + found->mode() * 10 + found->rate(),
+                    format * 100 + mode * 10 + rate)
               << name;
         }
 }
@@ -67,11 +70,13 @@ TEST(VideoFormatChoice, NamesAreTakenInAnyCaseAndAModeWithoutItsRateTakesTheFast
 
   choice = vxChooseVideoFormat(camera, "640x480 Mono");
   EXPECT_EQ(choice.format->name(), "640x480 Mono 30 FPS");
-  EXPECT_NE(choice.note.find("30 FPS is the fastest rate of the mode whose stream fits the bus (1151 of 4096"),
+  EXPECT_NE(choice.note.find(
+                "30 FPS is the fastest rate of the mode whose stream fits the bus (1151 of 4096"),
             std::string::npos)
       << choice.note;
   // A narrower bus: 30 FPS (1151 bytes a cycle) no longer fits, 15 FPS (577) does.
-  EXPECT_EQ(vxChooseVideoFormat(camera, "640x480 Mono", 1000).format->name(), "640x480 Mono 15 FPS");
+  EXPECT_EQ(vxChooseVideoFormat(camera, "640x480 Mono", 1000).format->name(),
+            "640x480 Mono 15 FPS");
   choice = vxChooseVideoFormat(camera, "640x480 Mono", 100);
   EXPECT_EQ(choice.format->name(), "640x480 Mono 7.5 FPS");
   EXPECT_NE(choice.note.find("no rate of the mode fits the bus"), std::string::npos) << choice.note;
@@ -79,12 +84,14 @@ TEST(VideoFormatChoice, NamesAreTakenInAnyCaseAndAModeWithoutItsRateTakesTheFast
 
 TEST(VideoFormatChoice, ANameTheCameraLacksIsNotSupportedAndAnUnknownOneNotFound) {
   FakeIidcCamera camera;
-  for (const char* lacking : {"800x600 Mono", "640x480 Mono 60 FPS", "640x480 mono16", "Format7 Mode 1 Mono"}) {
+  for (const char* lacking :
+       {"800x600 Mono", "640x480 Mono 60 FPS", "640x480 mono16", "Format7 Mode 1 Mono"}) {
     try {
       vxChooseVideoFormat(camera, lacking);
       ADD_FAILURE() << lacking;
     } catch (const vxVideoFormat::NotSupported& e) {
-      EXPECT_NE(std::string(e.what()).find("not offered by this camera"), std::string::npos) << e.what();
+      EXPECT_NE(std::string(e.what()).find("not offered by this camera"), std::string::npos)
+          << e.what();
     }
   }
   for (const char* unknown : {"800x601 Mono", "640x480 Mono 45 FPS", "", "Format7 Mode 8 Mono"})

@@ -144,8 +144,11 @@ TEST(PralixAcquire, FormatAndTriggerChoices) {
   // name nothing knows is a usage error. Either way the camera's formats are listed.
   r = pralix("--simulate=korvane-kv640m acquire --format \"800x600 Mono\"");
   EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.err.find("Video format '800x600 Mono' is not offered by this camera."), std::string::npos) << r.err;
-  EXPECT_NE(r.err.find("  640x480 Mono16 30 FPS\n"), std::string::npos) << "the camera's formats are listed";
+  EXPECT_NE(r.err.find("Video format '800x600 Mono' is not offered by this camera."),
+            std::string::npos)
+      << r.err;
+  EXPECT_NE(r.err.find("  640x480 Mono16 30 FPS\n"), std::string::npos)
+      << "the camera's formats are listed";
   r = pralix("--simulate=korvane-kv640m acquire --format \"800x600 Sepia\"");
   EXPECT_EQ(r.status, 2);
   EXPECT_NE(r.err.find("Unknown video format '800x600 Sepia'"), std::string::npos) << r.err;
@@ -154,7 +157,8 @@ TEST(PralixAcquire, FormatAndTriggerChoices) {
   r = pralix("--simulate=orbel-ux1600b acquire -n 1 --format \"640x480 24bit RGB\"", kFast);
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_NE(r.out.find("Camera 0: 640x480 24bit RGB 30 FPS,"), std::string::npos) << r.out;
-  EXPECT_NE(r.err.find("30 FPS is the fastest rate of the mode whose stream fits the bus"), std::string::npos)
+  EXPECT_NE(r.err.find("30 FPS is the fastest rate of the mode whose stream fits the bus"),
+            std::string::npos)
       << r.err;
   // Numbers that are no finite number are refused where they are read.
   for (const char* bad : {"--timeout nan", "--timeout inf", "--exposure nan", "--exposure -inf"}) {
@@ -165,7 +169,8 @@ TEST(PralixAcquire, FormatAndTriggerChoices) {
   // An exposure beyond the camera's range: the command line takes the nearest and says so.
   r = pralix("--simulate=korvane-kv640m acquire -n 1 --exposure 9000", kFast);
   EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.err.find("the exposure 9000 lies outside the camera's 1 to 2047; using 2047."), std::string::npos)
+  EXPECT_NE(r.err.find("the exposure 9000 lies outside the camera's 1 to 2047; using 2047."),
+            std::string::npos)
       << r.err;
   r = pralix("--simulate=korvane-kv640m acquire --trigger sometimes");
   EXPECT_EQ(r.status, 2);

@@ -51,7 +51,9 @@ std::filesystem::path freshFolder(const std::string& name) {
 const char* kProfiles[] = {"korvane-kv640m", "tessaly-f7flex", "orbel-ux1600b"};
 
 // The TF7 Flex with BRIGHTNESS to SHUTTER (0x800 to 0x81C) answering no read.
-std::string broken() { return "--simulate=" + pralix_test::testDataDir() + "/profiles/broken-controls.json "; }
+std::string broken() {
+  return "--simulate=" + pralix_test::testDataDir() + "/profiles/broken-controls.json ";
+}
 
 }  // namespace
 
@@ -177,7 +179,9 @@ TEST(PralixFeatures, TextListsThePresentFeaturesOnly) {
   EXPECT_TRUE(std::regex_search(r.out, std::regex("\nGamma +off +manual +0 +0 to 1\n"))) << r.out;
   EXPECT_EQ(r.out.find("Sharpness"), std::string::npos);
   const Result abs = pralix(sim("tessaly-f7flex") + "features");
-  EXPECT_TRUE(std::regex_search(abs.out, std::regex("\nGain +on +manual +0 +0 to 720 +0 \\(0 to 24\\)\n"))) << abs.out;
+  EXPECT_TRUE(
+      std::regex_search(abs.out, std::regex("\nGain +on +manual +0 +0 to 720 +0 \\(0 to 24\\)\n")))
+      << abs.out;
 }
 
 TEST(PralixFeature, ValueIsWrittenAndReadBackOnEveryProfile) {
@@ -254,10 +258,12 @@ TEST(PralixBrokenRegisters, FeaturesListEveryFeatureAndMarkTheFailedOnes) {
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(count(r.out, "\n"), 9u) << r.out;  // header and the eight present features
   for (const char* name : {"Sharpness", "Exposure", "Brightness", "Auto Exposure", "Gamma"})
-    EXPECT_TRUE(std::regex_search(r.out, std::regex(std::string("\n") + name +
-                                                     " +read failed: .*reading register 0x8[01][0-9A-F] failed "
-                                                     "\\(simulated read failure at 0xF0F008")))
-        << name << "\n" << r.out;
+    EXPECT_TRUE(std::regex_search(
+        r.out, std::regex(std::string("\n") + name +
+                          " +read failed: .*reading register 0x8[01][0-9A-F] failed "
+                          "\\(simulated read failure at 0xF0F008")))
+        << name << "\n"
+        << r.out;
   EXPECT_TRUE(std::regex_search(r.out, std::regex("\nGain +on +manual +0 +0 to 720 ")));
   EXPECT_TRUE(std::regex_search(r.out, std::regex("\nFrame Rate +on +manual +300 +1 to 480\n")));
   EXPECT_NE(r.err.find("5 features could not be read."), std::string::npos) << r.err;
@@ -278,9 +284,10 @@ TEST(PralixBrokenRegisters, RegsListEveryRegisterWithTheReasonInPlaceOfAValue) {
   Result r = pralix(broken() + "regs");
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(countLines(r.out), countLines(map.out));
-  EXPECT_EQ(countMatches(r.out, std::regex("\nReading register [A-Z_]+ at 0xF0F008[01][0-9A-F] failed: "
-                                           "simulated read failure")),
-            8)
+  EXPECT_EQ(
+      countMatches(r.out, std::regex("\nReading register [A-Z_]+ at 0xF0F008[01][0-9A-F] failed: "
+                                     "simulated read failure")),
+      8)
       << r.out;
   EXPECT_NE(r.out.find("0xF0F00820 = "), std::string::npos) << "GAIN answers";
   EXPECT_NE(r.err.find("8 of the camera's"), std::string::npos) << r.err;
@@ -293,10 +300,13 @@ TEST(PralixBrokenRegisters, ReportsAreWholeAndNameTheFailedReadsBesideThem) {
   Result r = pralix(broken() + "caps");
   EXPECT_EQ(r.status, 1);
   EXPECT_TRUE(r.out.ends_with("Usual average time to write register (us) : 400 us\n")) << r.out;
-  EXPECT_NE(r.out.find("Writing Register for selected camera was not timed: the register could not be read"),
-            std::string::npos);
+  EXPECT_NE(
+      r.out.find(
+          "Writing Register for selected camera was not timed: the register could not be read"),
+      std::string::npos);
   EXPECT_EQ(r.out.find("Writing Register for selected camera took"), std::string::npos);
-  EXPECT_NE(r.err.find("Reading register 0x800 failed: simulated read failure at 0xF0F00800"), std::string::npos)
+  EXPECT_NE(r.err.find("Reading register 0x800 failed: simulated read failure at 0xF0F00800"),
+            std::string::npos)
       << r.err;
 
   r = pralix(broken() + "dump");
@@ -304,7 +314,8 @@ TEST(PralixBrokenRegisters, ReportsAreWholeAndNameTheFailedReadsBesideThem) {
   EXPECT_EQ(countMatches(r.out, std::regex("\nReading : [0-9A-F]{3} Value : ")), 448);
   EXPECT_NE(r.out.find("FORMAT 7 RAW REGISTER DUMP"), std::string::npos);
   // Inside the report a failed read shows as its "not" line; beside it, the reasons.
-  EXPECT_NE(r.out.find("BRIGHTNESS PROPERTY\n \nFeature is Present\nProperty is Off\n"), std::string::npos);
+  EXPECT_NE(r.out.find("BRIGHTNESS PROPERTY\n \nFeature is Present\nProperty is Off\n"),
+            std::string::npos);
   EXPECT_NE(r.err.find("Reading register 0x800 failed"), std::string::npos) << r.err;
   EXPECT_NE(r.err.find("Reading register 0x81C failed"), std::string::npos) << r.err;
   EXPECT_NE(r.err.find("register accesses failed while the report was built."), std::string::npos);
@@ -341,5 +352,6 @@ TEST(PralixFeature, ActionsTheFeatureCannotDoAreRefusedWithTheReason) {
 TEST(PralixFeatures, AbsoluteValuesKeepTheirSignificantDigits) {
   const Result r = pralix(sim("tessaly-f7flex") + "features");
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(std::regex_search(r.out, std::regex("\nExposure .* \\(2e-05 to 0\\.5\\)\n"))) << r.out;
+  EXPECT_TRUE(std::regex_search(r.out, std::regex("\nExposure .* \\(2e-05 to 0\\.5\\)\n")))
+      << r.out;
 }

@@ -332,7 +332,8 @@ class TestPageDCAMProps : public QObject {
     f.camera.failReads(0x81C);
     f.camera.failReads(0x520);
     f.chooseCamera(0);
-    QCOMPARE(f.listed(), (QStringList{"Exposure (read failed)", "Brightness", "Gain (read failed)"}));
+    QCOMPARE(f.listed(),
+             (QStringList{"Exposure (read failed)", "Brightness", "Gain (read failed)"}));
     QVERIFY(f.list()->item(0)->toolTip().contains("reading register 0x81C failed"));
     QVERIFY(f.list()->item(2)->toolTip().contains("0x520"));
     QVERIFY(f.prompter.messages.isEmpty());

@@ -42,7 +42,8 @@ namespace {
 std::string profileRefusal(const std::string& extra) {
   const std::string text =
       R"({"vendor": "V", "model": "M", "guid": "0x0012340000000001", "iidcVersion": "1.31",
-          "formats": [{"format": 0, "mode": 5, "rates": [4]}])" + extra + "}";
+          "formats": [{"format": 0, "mode": 5, "rates": [4]}])" +
+      extra + "}";
   try {
     vxParseSimProfile(text, "faults.json");
   } catch (const vx_SimProfile::Error& e) {
@@ -318,7 +319,8 @@ TEST(SimCameraFaults, ProfileRangesFailFromPowerOnAndOnlyThere) {
   profile.readFaults = {{0x800, 0x81C}, {0xF0000424, 0xF0000424}};
   profile.writeFaults = {{0x820, 0x820}};
   vx_SimCamera camera(profile);
-  for (uint32_t offset = 0x800; offset <= 0x81C; offset += 4) EXPECT_TRUE(readFails(camera, kCmd + offset)) << offset;
+  for (uint32_t offset = 0x800; offset <= 0x81C; offset += 4)
+    EXPECT_TRUE(readFails(camera, kCmd + offset)) << offset;
   EXPECT_TRUE(readFails(camera, 0xF0000424));
   readOk(camera, 0x51C);
   readOk(camera, 0x820);
@@ -327,11 +329,16 @@ TEST(SimCameraFaults, ProfileRangesFailFromPowerOnAndOnlyThere) {
   EXPECT_FALSE(camera.writeQuadlet(0x820, 0x82000010u, &error));
   writeOk(camera, 0x800, 0x82000020u);  // the read faults leave writes alone
 
-  EXPECT_NE(profileRefusal(R"(, "faults": {"read": ["81C-800"]})").find("ends before it starts"), std::string::npos);
-  EXPECT_NE(profileRefusal(R"(, "faults": {"read": ["802"]})").find("not a quadlet address"), std::string::npos);
-  EXPECT_NE(profileRefusal(R"(, "faults": {"read": "800"})").find("faults.read"), std::string::npos);
-  EXPECT_NE(profileRefusal(R"(, "faults": {"erase": []})").find("unknown field"), std::string::npos);
-  EXPECT_EQ(profileRefusal(R"(, "faults": {"read": ["0x800-0x81C", "F0000424"], "write": []})"), "");
+  EXPECT_NE(profileRefusal(R"(, "faults": {"read": ["81C-800"]})").find("ends before it starts"),
+            std::string::npos);
+  EXPECT_NE(profileRefusal(R"(, "faults": {"read": ["802"]})").find("not a quadlet address"),
+            std::string::npos);
+  EXPECT_NE(profileRefusal(R"(, "faults": {"read": "800"})").find("faults.read"),
+            std::string::npos);
+  EXPECT_NE(profileRefusal(R"(, "faults": {"erase": []})").find("unknown field"),
+            std::string::npos);
+  EXPECT_EQ(profileRefusal(R"(, "faults": {"read": ["0x800-0x81C", "F0000424"], "write": []})"),
+            "");
 }
 
 TEST(SimCameraFaults, LatencyAndTransactionCount) {

@@ -349,7 +349,8 @@ TEST_F(ReportTest, CapabilitiesStrobeSectionNamesPresentLines) {
 // Every capability line tested set as well as clear: a wrong bit number
 // shows as a wrong line in one of the two.
 TEST_F(ReportTest, DumpCapabilityLinesFollowTheirOwnBitsWhenSet) {
-  cam.set(0x400, (1u << 31) | (1u << 30) | (1u << 29) | (1u << 23) | (1u << 15) | (1u << 12) | (1u << 11));
+  cam.set(0x400,
+          (1u << 31) | (1u << 30) | (1u << 29) | (1u << 23) | (1u << 15) | (1u << 12) | (1u << 11));
   std::string text = dump();
   EXPECT_EQ(between(text, "GENERAL FEATURES ************* \r\n", "\r\n*****"),
             "\r\nAdvance Features are Possible\r\nVideoError Status is Possible"
@@ -359,8 +360,11 @@ TEST_F(ReportTest, DumpCapabilityLinesFollowTheirOwnBitsWhenSet) {
   const struct {
     int bit;
     const char* line;
-  } bits[] = {{30, "VideoError Status is Possible"}, {29, "Feature Error Status is Possible"},
-              {15, "Camera Power control is Possible"}, {11, "MultiShot Possible"}, {23, "1394b mode Possible"}};
+  } bits[] = {{30, "VideoError Status is Possible"},
+              {29, "Feature Error Status is Possible"},
+              {15, "Camera Power control is Possible"},
+              {11, "MultiShot Possible"},
+              {23, "1394b mode Possible"}};
   for (const auto& b : bits) {
     cam.set(0x400, 1u << b.bit);
     text = between(dump(), "GENERAL FEATURES ************* \r\n", "\r\n*****");
@@ -374,8 +378,9 @@ TEST_F(ReportTest, DumpCapabilityLinesFollowTheirOwnBitsWhenSet) {
 
   // Brightness with one-push and read-out possible.
   cam.set(0x500, cam.get(0x500) | (1u << 28) | (1u << 27));
-  EXPECT_EQ(count(dump(), "\r\nAutoControl is Possible\r\nOne Push is Possible\r\nReading is Possible"
-                          "\r\nManual Control is Possible"),
+  EXPECT_EQ(count(dump(),
+                  "\r\nAutoControl is Possible\r\nOne Push is Possible\r\nReading is Possible"
+                  "\r\nManual Control is Possible"),
             1u);
 }
 
@@ -426,7 +431,8 @@ TEST_F(ReportTest, CapabilitiesDoNotWriteARegisterTheyCouldNotRead) {
                        "not be read, and writing it without its value would change the camera.",
                        "\r\nUsual average time to write register (us) : 400 us"});
   ASSERT_EQ(builder.failures().lines().size(), 1u);
-  EXPECT_TRUE(builder.failures().lines()[0].starts_with("Reading register 0x800 failed")) << builder.failures().lines()[0];
+  EXPECT_TRUE(builder.failures().lines()[0].starts_with("Reading register 0x800 failed"))
+      << builder.failures().lines()[0];
 }
 
 // The capabilities report keeps name tables of its own; they name every
@@ -443,7 +449,8 @@ TEST(CapabilitiesNames, EveryEntryAgreesWithTheAcquisitionLayersTables) {
     }
   EXPECT_EQ(modes, 23);
   for (int rate = 0; rate <= 8; ++rate)
-    EXPECT_EQ(text(vxCapabilitiesReportBuilder::rateName(rate)), text(vxVideoFormat::rateName(uint32_t(rate))));
+    EXPECT_EQ(text(vxCapabilitiesReportBuilder::rateName(rate)),
+              text(vxVideoFormat::rateName(uint32_t(rate))));
   for (int id = 0; id <= 11; ++id)
     EXPECT_EQ(text(vxCapabilitiesReportBuilder::colorCodingName(id)),
               text(vxVideoFormat::colorCodingName(uint32_t(id))));
@@ -455,7 +462,8 @@ TEST(CapabilitiesNames, EveryEntryAgreesWithTheAcquisitionLayersTables) {
 // the entry lines are as many as the header it lands on counts.
 TEST(RealConfigRoms, DumpWalkReadsWhatTheRomHolds) {
   size_t roms = 0;
-  for (const auto& file : std::filesystem::directory_iterator(pralix_test::testDataDir() + "/config-roms")) {
+  for (const auto& file :
+       std::filesystem::directory_iterator(pralix_test::testDataDir() + "/config-roms")) {
     if (file.path().extension() != ".txt") continue;
     SCOPED_TRACE(file.path().filename().string());
     ++roms;
@@ -475,22 +483,26 @@ TEST(RealConfigRoms, DumpWalkReadsWhatTheRomHolds) {
     auto at = [&](uint32_t address) { return rom.count(address) ? rom[address] : 0u; };
 
     const std::string text = vxRegisterDumpBuilder::build(0, module, {});
-    const std::string walk = between(text, "CONFIGURATION ROM SECTION ************\r\n", "\r\n*****");
+    const std::string walk =
+        between(text, "CONFIGURATION ROM SECTION ************\r\n", "\r\n*****");
     const uint32_t v1 = at(0xF0000424);
     const uint32_t unitDir = 0xF0000430u + 4u * (v1 & 0xFFFFFFu);
     const uint32_t v2 = at(unitDir);
     const uint32_t dependentDir = unitDir + 4u * (v2 & 0xFFFFFFu);
     const uint32_t v3 = at(dependentDir);
     std::string expected = vxFormat(
-        "\r\nConfig ROM Base Address is : 0xF0000400\r\nReading Unit Directory Offset: F0000424 Value : %X"
+        "\r\nConfig ROM Base Address is : 0xF0000400\r\nReading Unit Directory Offset: F0000424 "
+        "Value : %X"
         "\r\nReading Unit Dependent Directory Offset: %X Value : %X"
         "\r\nReading Unit Dependent Directory Root: %X Value : %X"
         "\r\nNumber of Unit Dependent Directory Entries: %d",
         v1, unitDir, v2, dependentDir, v3, int(v3 >> 16));
     ASSERT_EQ(walk.substr(0, expected.size()), expected);
-    const std::regex entry("\r\nReading Unit Dependent Directory Entry # (\\d+) : ([0-9A-F]+) Value : ([0-9A-F]+)");
+    const std::regex entry(
+        "\r\nReading Unit Dependent Directory Entry # (\\d+) : ([0-9A-F]+) Value : ([0-9A-F]+)");
     uint32_t n = 0;
-    for (auto it = std::sregex_iterator(walk.begin(), walk.end(), entry); it != std::sregex_iterator(); ++it, ++n) {
+    for (auto it = std::sregex_iterator(walk.begin(), walk.end(), entry);
+         it != std::sregex_iterator(); ++it, ++n) {
       EXPECT_EQ(std::stoul((*it)[1]), n);
       const uint32_t address = uint32_t(std::stoul((*it)[2], nullptr, 16));
       EXPECT_EQ(address, dependentDir + 4u + 4u * n);

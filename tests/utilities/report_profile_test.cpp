@@ -16,10 +16,10 @@
 #include "modules/qrvnvdcam/module.h"
 #include "regmodel/register_accessor.h"
 #include "support/report_text.h"
+#include "support/test_paths.h"
 #include "utilities/capabilities_report.h"
 #include "utilities/feature_props.h"
 #include "utilities/register_dump.h"
-#include "support/test_paths.h"
 
 namespace {
 

@@ -237,15 +237,18 @@ void readTrigger(const Reader& r, const json& value, const std::string& where, i
 
 // "800-81C" or "F0F00800": one address or an inclusive range, hexadecimal,
 // an offset from the command register base or an absolute CSR address.
-std::vector<vx_SimAddressRange> addressRanges(const Reader& r, const json& list, const std::string& where) {
-  if (!list.is_array()) r.fail(where, "must be a list of hexadecimal addresses or ranges (\"800-81C\")");
+std::vector<vx_SimAddressRange> addressRanges(const Reader& r, const json& list,
+                                              const std::string& where) {
+  if (!list.is_array())
+    r.fail(where, "must be a list of hexadecimal addresses or ranges (\"800-81C\")");
   std::vector<vx_SimAddressRange> ranges;
   for (size_t i = 0; i < list.size(); ++i) {
     const std::string item = Reader::join(where, std::to_string(i));
     const std::string text = r.text(list[i], item);
     const size_t dash = text.find('-');
-    const std::string parts[2] = {text.substr(0, dash),
-                                  dash == std::string::npos ? text.substr(0, dash) : text.substr(dash + 1)};
+    const std::string parts[2] = {text.substr(0, dash), dash == std::string::npos
+                                                            ? text.substr(0, dash)
+                                                            : text.substr(dash + 1)};
     unsigned long long bounds[2] = {0, 0};
     for (int b = 0; b < 2; ++b) {
       std::string digits = parts[b];
@@ -479,8 +482,10 @@ vx_SimProfile vxParseSimProfile(const std::string& text, const std::string& file
   if (auto it = doc.find("faults"); it != doc.end()) {
     r.object(*it, "faults");
     r.onlyKeys(*it, "faults", {"read", "write"});
-    if (auto f = it->find("read"); f != it->end()) p.readFaults = addressRanges(r, *f, "faults.read");
-    if (auto f = it->find("write"); f != it->end()) p.writeFaults = addressRanges(r, *f, "faults.write");
+    if (auto f = it->find("read"); f != it->end())
+      p.readFaults = addressRanges(r, *f, "faults.read");
+    if (auto f = it->find("write"); f != it->end())
+      p.writeFaults = addressRanges(r, *f, "faults.write");
   }
 
   // Power-on video setting: the profile's, else the first mode offered at its
