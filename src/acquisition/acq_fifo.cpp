@@ -567,16 +567,24 @@ void vxAcqFifo::setMaster(const vxPtrHandle<vxAcqFifo>& master) {
 }
 
 void vxAcqFifo::onExposure(double value) {
+  // A value the camera cannot take is the caller's to correct: it is refused,
+  // not quietly moved to the nearest one.
   std::string error;
   bool ok = false;
   if (m_absShutter) {
-    const double v =
-        std::clamp(value, double(m_absShutter->minValue), double(m_absShutter->maxValue));
-    ok = vxDcamWriteAbsValue(m_camera, vxDcamFeature::Shutter, float(v), &error);
+    // Compared as the camera holds them, in single precision.
+    if (float(value) < m_absShutter->minValue || float(value) > m_absShutter->maxValue)
+      throw vxExposureProp::BadParams(
+          vxFormat("The exposure %g s lies outside the camera's %g to %g s.", value,
+                   double(m_absShutter->minValue), double(m_absShutter->maxValue)));
+    ok = vxDcamWriteAbsValue(m_camera, vxDcamFeature::Shutter, float(value), &error);
   } else if (m_shutter) {
-    const double v =
-        std::clamp(std::round(value), double(m_shutter->minValue), double(m_shutter->maxValue));
-    ok = vxDcamWriteFeatureValue(m_camera, vxDcamFeature::Shutter, uint32_t(v), &error);
+    const double units = std::round(value);
+    if (units < double(m_shutter->minValue) || units > double(m_shutter->maxValue))
+      throw vxExposureProp::BadParams(
+          vxFormat("The exposure %g lies outside the camera's shutter range %u to %u.", value,
+                   m_shutter->minValue, m_shutter->maxValue));
+    ok = vxDcamWriteFeatureValue(m_camera, vxDcamFeature::Shutter, uint32_t(units), &error);
   }
   if (!ok) throw vx_AcqModule::Error("The exposure could not be set: " + error);
 }

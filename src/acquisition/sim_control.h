@@ -30,6 +30,13 @@ class vx_SimBusControl {
   virtual void setReadFault(int cameraNumber, uint32_t address, bool fail) = 0;
   virtual void setWriteFault(int cameraNumber, uint32_t address, bool fail) = 0;
   virtual void clearFaults(int cameraNumber) = 0;
+  // The same for every quadlet from first to last, inclusive.
+  void setReadFaults(int cameraNumber, uint32_t first, uint32_t last, bool fail) {
+    for (uint64_t a = first; a <= last; a += 4) setReadFault(cameraNumber, uint32_t(a), fail);
+  }
+  void setWriteFaults(int cameraNumber, uint32_t first, uint32_t last, bool fail) {
+    for (uint64_t a = first; a <= last; a += 4) setWriteFault(cameraNumber, uint32_t(a), fail);
+  }
 
   // Time each transaction takes (default 0). The realistic setting is 100 us
   // per read and 400 us per write.

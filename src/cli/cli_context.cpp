@@ -2,6 +2,7 @@
 #include "cli/cli_context.h"
 
 #include <algorithm>
+#include <cmath>
 #include <ostream>
 
 #include <CLI/CLI.hpp>
@@ -59,4 +60,18 @@ unsigned long long parseHexArgument(const std::string& text, const char* what, u
     throw CLI::ValidationError(what, vxFormat("'%s' is not a hexadecimal %s of at most %llX", text.c_str(),
                                               what, max));
   return value;
+}
+
+const CLI::Validator& vxFiniteNumber() {
+  static const CLI::Validator finite(
+      [](std::string& text) {
+        double value = 0.0;
+        // What the option parser reads (it takes "nan" and "inf" for numbers); words it refuses
+        // itself are left to it.
+        if (CLI::detail::lexical_cast(text, value) && !std::isfinite(value))
+          return std::string("must be a finite number, not '") + text + "'";
+        return std::string();
+      },
+      "FINITE");
+  return finite;
 }

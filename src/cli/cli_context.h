@@ -48,6 +48,12 @@ class CliContext {
   std::vector<std::string> m_busNotices;
 };
 
+namespace CLI {
+class Validator;
+}
+// Refuses NaN and infinity, which the number checks of the option parser let through.
+const CLI::Validator& vxFiniteNumber();
+
 // Parses a hexadecimal address or value as the register page accepts it:
 // bare digits, a leading 0x allowed. Throws CLI::ValidationError otherwise.
 unsigned long long parseHexArgument(const std::string& text, const char* what, unsigned long long max);

@@ -18,6 +18,7 @@
 
 #include "acquisition/acq_fifo.h"
 #include "acquisition/dcam_registers.h"
+#include "acquisition/format_choice.h"
 #include "acquisition/sim_control.h"
 #include "acquisition/trigger_model.h"
 #include "acquisition/video_format.h"
@@ -66,13 +67,6 @@ class InterruptHandler {
   struct sigaction m_previous {};
 };
 
-std::string lower(const std::string& text) {
-  std::string out = text;
-  std::transform(out.begin(), out.end(), out.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return out;
-}
-
 // "FreeRun Trigger - Software", "freerun" and "free-run" are one name.
 std::string nameKey(const std::string& name) {
   std::string key;
@@ -92,26 +86,6 @@ std::optional<vxTriggerModel::Kind> triggerKind(const std::string& text) {
   for (size_t i = 0; i < names.size(); ++i)
     if (nameKey(names[i]) == key) return static_cast<Kind>(i);
   return std::nullopt;
-}
-
-// The camera's format of a name, in any case: the exact name, or a standard
-// mode named without its rate, which means the mode's fastest rate.
-vxPtrHandle<vxVideoFormat> chooseFormat(const std::vector<vxPtrHandle<vxVideoFormat>>& formats,
-                                        const std::string& name) {
-  const std::string wanted = lower(name);
-  vxPtrHandle<vxVideoFormat> fastest;
-  for (const auto& format : formats) {
-    const std::string candidate = lower(format->name());
-    if (candidate == wanted) return format;
-    if (!format->isStandard() || candidate.size() <= wanted.size() + 1 ||
-        candidate.compare(0, wanted.size() + 1, wanted + " ") != 0)
-      continue;
-    const char* rate = vxVideoFormat::rateName(format->rate());
-    if (rate && candidate.substr(wanted.size() + 1) == lower(rate) &&
-        (!fastest || format->rate() > fastest->rate()))
-      fastest = format;
-  }
-  return fastest;
 }
 
 // The first failure of a record as the acquisition window's log words it,
@@ -287,7 +261,8 @@ CLI::App* AcquireCommand::setup(CLI::App& app) {
   sub->add_option(
       "-f,--format", m_format,
       "Video format as `pralix formats` lists it; a standard mode without its rate "
-      "(\"640x480 Mono\") takes the mode's fastest rate. Default: the camera's first format");
+      "(\"640x480 Mono\") takes the mode's fastest rate whose stream fits the bus. Default: the "
+      "camera's first format");
   sub->add_option("-n,--count", m_count, "Number of acquisitions")
       ->default_val(10)
       ->check(vxAtLeast(1));
@@ -369,13 +344,24 @@ int AcquireCommand::run(CliContext& context) {
   if (formats.empty())
     return context.fail(
         vxFormat("Camera %d lists no video format; it may not be responding.", m_camera));
-  const vxPtrHandle<vxVideoFormat> format =
-      m_format.empty() ? formats.front() : chooseFormat(formats, m_format);
-  if (!format) {
-    context.err() << vxFormat("Unknown video format '%s'. Camera %d offers:\n", m_format.c_str(),
-                              m_camera);
-    for (const auto& f : formats) context.err() << "  " << f->name() << '\n';
-    return kExitUsage;
+  vxPtrHandle<vxVideoFormat> format = formats.front();
+  if (!m_format.empty()) {
+    // A name no table knows is a typing slip; a format the camera lacks is the camera's limit.
+    auto listFormats = [&](const std::string& reason) {
+      context.err() << vxFormat("%s Camera %d offers:\n", reason.c_str(), m_camera);
+      for (const auto& f : formats) context.err() << "  " << f->name() << '\n';
+    };
+    try {
+      const vxVideoFormatChoice choice = vxChooseVideoFormat(camera, m_format);
+      format = choice.format;
+      if (!choice.note.empty()) context.err() << "pralix: " << choice.note << '\n';
+    } catch (const vxVideoFormat::NotFound& e) {
+      listFormats(e.what());
+      return kExitUsage;
+    } catch (const vxVideoFormat::NotSupported& e) {
+      listFormats(e.what());
+      return kExitFailure;
+    }
   }
 
   // Set up as the window's "Initialize Acquisition" does: triggers off, the
@@ -390,13 +376,21 @@ int AcquireCommand::run(CliContext& context) {
     if (!exposure)
       return context.fail(
           vxFormat("Camera %d has no shutter; --exposure does not apply.", m_camera));
+    // The property refuses a value outside the camera's range; the command
+    // line takes the nearest one the camera can do, and says so.
+    double value = m_exposure;
     const auto range = fifo->exposureRange();
-    if (range && (m_exposure < range->first || m_exposure > range->second))
+    if (range && (float(value) < float(range->first) || float(value) > float(range->second))) {
+      value = std::clamp(value, range->first, range->second);
       context.err() << vxFormat(
-          "pralix: the exposure %g lies outside the camera's %g to %g; it takes the "
-          "nearest value it can.\n",
-          m_exposure, range->first, range->second);
-    exposure->exposure(m_exposure);
+          "pralix: the exposure %g lies outside the camera's %g to %g; using %g.\n", m_exposure,
+          range->first, range->second, value);
+    }
+    try {
+      exposure->exposure(value);
+    } catch (const vxExposureProp::BadParams& e) {
+      return context.fail(e.what());
+    }
   }
   fifo->queuedStarts(m_queued);
 

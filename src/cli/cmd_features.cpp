@@ -1,6 +1,7 @@
 // pralix features and feature: the camera's IIDC features, read and changed by name.
 #include <cctype>
 #include <chrono>
+#include <cmath>
 #include <optional>
 #include <thread>
 
@@ -90,13 +91,17 @@ struct FeatureState {
   float absMin = 0;
   float absMax = 0;
   float absValue = 0;
+  // Set when the feature's registers could not be read: the reason.
+  std::string error;
 };
 
 // Whether the camera has the feature control-error registers (feature error
-// status in BASIC_FUNC_INQ); older cameras answer no read there.
-bool hasFeatureErrorStatus(vx_DCAMRegisterAccessorPralix& accessor) {
+// status in BASIC_FUNC_INQ); older cameras answer no read there. Nothing when
+// BASIC_FUNC_INQ cannot be read: the features are listed without it.
+std::optional<bool> hasFeatureErrorStatus(vx_DCAMRegisterAccessorPralix& accessor) {
+  accessor.setOk(true);
   const uint32_t basic = accessor.readQuadlet(kBasicFuncInq);
-  if (!accessor.ok()) throw vx_DcamModule::Error("Reading BASIC_FUNC_INQ failed");
+  if (!accessor.ok()) return std::nullopt;
   return (basic & kFeatureErrorStatusBit) != 0;
 }
 
@@ -129,6 +134,7 @@ FeatureState readFeature(DcamFeature& feature, const DcamFeatureInfo& info, bool
 }
 
 nlohmann::json toJson(const FeatureState& s) {
+  if (!s.error.empty()) return {{"name", s.name}, {"error", s.error}};
   nlohmann::json values = nlohmann::json::array();
   for (size_t i = 0; i < s.values.size(); ++i)
     values.push_back({{"label", s.labels[i]}, {"value", s.values[i]}});
@@ -156,14 +162,23 @@ nlohmann::json toJson(const FeatureState& s) {
 
 constexpr const char* kTableHeader = "Feature         State  Mode    Value        Range          Absolute\n";
 
+// Absolute values span many decades (an exposure of 2e-5 s, a gain of 24 dB):
+// they are printed with significant digits, not a fixed number of decimals.
+std::string absoluteText(float value) {
+  return vxFormat("%.6g", double(value));
+}
+
 std::string toText(const FeatureState& s) {
+  if (!s.error.empty()) return vxFormat("%-15s read failed: %s\n", s.name.c_str(), s.error.c_str());
   std::string values;
   for (uint32_t v : s.values) values += (values.empty() ? "" : "/") + std::to_string(v);
   std::string line = vxFormat("%-15s %-6s %-7s %-12s %-14s", s.name.c_str(), s.on ? "on" : "off",
                               s.autoMode ? "auto" : "manual", values.c_str(),
                               vxFormat("%u to %u", s.min, s.max).c_str());
   if (s.absPossible)
-    line += vxFormat(" %.3f (%.3f to %.3f)%s", s.absValue, s.absMin, s.absMax, s.absInUse ? " in use" : "");
+    line += vxFormat(" %s (%s to %s)%s", absoluteText(s.absValue).c_str(),
+                     absoluteText(s.absMin).c_str(), absoluteText(s.absMax).c_str(),
+                     s.absInUse ? " in use" : "");
   if (s.onePushRunning) line += " [one-push running]";
   if (s.controlError.value_or(false)) line += " [control error]";
   // Trailing padding of the last column is noise.
@@ -187,23 +202,78 @@ int FeaturesCommand::run(CliContext& context) {
   if (!context.checkCamera(m_camera)) return kExitFailure;
   vx_DCAMRegisterAccessorPralix accessor(m_camera, &context.module());
   DcamFeatureSet set(accessor);
+  // One feature whose registers fail does not end the listing: it is listed
+  // with the reason, the rest as read, and the command fails at the end.
   std::vector<FeatureState> states;
-  const bool errorStatus = hasFeatureErrorStatus(accessor);
-  for (size_t index : set.presentFeatures())
-    states.push_back(readFeature(set.feature(index), set.info(index), errorStatus));
+  size_t failed = 0;
+  const std::optional<bool> errorStatus = hasFeatureErrorStatus(accessor);
+  for (size_t index = 0; index < set.size(); ++index) {
+    FeatureState state;
+    try {
+      if (!set.feature(index).present()) continue;
+      state = readFeature(set.feature(index), set.info(index), errorStatus.value_or(false));
+    } catch (const std::exception& e) {
+      state = FeatureState{};
+      state.name = set.info(index).listedName;
+      state.error = e.what();
+      ++failed;
+    }
+    states.push_back(std::move(state));
+  }
   if (m_json) {
     nlohmann::json list = nlohmann::json::array();
     for (const FeatureState& s : states) list.push_back(toJson(s));
     context.out() << nlohmann::json{{"camera", m_camera}, {"features", list}}.dump(2) << '\n';
-    return kExitOk;
-  }
-  if (states.empty()) {
+  } else if (states.empty()) {
     context.out() << "The camera has none of the features.\n";
-    return kExitOk;
+  } else {
+    context.out() << kTableHeader;
+    for (const FeatureState& s : states) context.out() << toText(s);
   }
-  context.out() << kTableHeader;
-  for (const FeatureState& s : states) context.out() << toText(s);
-  return kExitOk;
+  if (failed == 0 && errorStatus) return kExitOk;
+  context.out() << std::flush;
+  if (!errorStatus)
+    context.err() << vxFormat(
+                         "Reading BASIC_FUNC_INQ (0x%X) failed%s; control errors are not shown.",
+                         kBasicFuncInq,
+                         accessor.lastError().empty() ? "" : (": " + accessor.lastError()).c_str())
+                  << '\n';
+  if (failed == 0) return kExitFailure;
+  return context.fail(vxFormat("%zu feature%s could not be read.", failed, failed == 1 ? "" : "s"));
+}
+
+std::string FeatureCommand::refuseUnsupported(DcamFeature& feature,
+                                              const DcamFeatureInfo& info) const {
+  const std::string name = vxFormat("%s of camera %d", info.listedName, m_camera);
+  const bool valueAsked = m_valueOption->count() > 0 || m_value2Option->count() > 0;
+  if ((m_on || m_off) && !feature.onOffInquiry())
+    return name + " has no on/off switch; --on and --off do not apply.";
+  if (m_auto && !feature.autoInquiry())
+    return name + " has no automatic mode; --auto does not apply.";
+  if (m_manual && !feature.manualInquiry())
+    return name + " has no manual control; --manual does not apply.";
+  if (m_onePush && !feature.onePushInquiry())
+    return name + " has no one-push adjustment; --one-push does not apply.";
+  if ((valueAsked || m_absOption->count() > 0) && !feature.manualInquiry())
+    return name + " has no manual control; its value cannot be set.";
+  if (valueAsked) {
+    const uint32_t min = feature.minValue();
+    const uint32_t max = feature.maxValue();
+    for (const auto& [option, value] :
+         {std::pair{m_valueOption, m_value}, std::pair{m_value2Option, m_value2}})
+      if (option->count() > 0 && (uint32_t(value) < min || uint32_t(value) > max))
+        return vxFormat("%s: %s %d is outside the range %u to %u.", name.c_str(),
+                        option->get_name().c_str(), value, min, max);
+  }
+  if (m_absOption->count() > 0) {
+    if (!std::isfinite(m_abs)) return name + ": --abs must be a finite number.";
+    const float min = feature.absMin();
+    const float max = feature.absMax();
+    if (m_abs < min || m_abs > max)
+      return vxFormat("%s: --abs %.6g is outside the range %.6g to %.6g.", name.c_str(),
+                      double(m_abs), double(min), double(max));
+  }
+  return {};
 }
 
 CLI::App* FeatureCommand::setup(CLI::App& app) {
@@ -230,8 +300,10 @@ CLI::App* FeatureCommand::setup(CLI::App& app) {
                                    "Second raw value of two-value features (U/B of White Balance, "
                                    "target of Temperature ...), 0 to 4095")
                        ->check(vxWithin(0, kMaxRawValue));
-  m_absOption = sub->add_option("--abs", m_abs,
-                                "Absolute value in the feature's unit; switches absolute control on first");
+  m_absOption =
+      sub->add_option("--abs", m_abs,
+                      "Absolute value in the feature's unit; switches absolute control on first")
+          ->check(vxFiniteNumber());
   addCameraOption(sub, m_camera);
   sub->add_flag("--json", m_json, "Print the feature as JSON");
   return sub;
@@ -257,6 +329,10 @@ int FeatureCommand::run(CliContext& context) {
   // through it would hit whatever lies at its address.
   if (m_absOption->count() > 0 && !feature.absInquiry())
     return context.fail(vxFormat("%s of camera %d has no absolute control.", info.listedName, m_camera));
+  // Every other action needs its capability too: a camera ignores a bit it
+  // does not implement, and the command would report success for nothing.
+  if (const std::string refusal = refuseUnsupported(feature, info); !refusal.empty())
+    return context.fail(refusal);
 
   bool settle = false;
   if (m_on || m_off) feature.setOn(m_on);
@@ -280,7 +356,8 @@ int FeatureCommand::run(CliContext& context) {
   settle = settle || rawValue || m_absOption->count() > 0;
   if (settle) std::this_thread::sleep_for(kSettleTime);
 
-  const FeatureState state = readFeature(feature, info, hasFeatureErrorStatus(accessor));
+  const FeatureState state =
+      readFeature(feature, info, hasFeatureErrorStatus(accessor).value_or(false));
   if (m_json) {
     nlohmann::json j = toJson(state);
     j["camera"] = m_camera;

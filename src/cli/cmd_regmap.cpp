@@ -46,6 +46,9 @@ CLI::App* RegsCommand::setup(CLI::App& app) {
 int RegsCommand::run(CliContext& context) {
   if (!context.checkCamera(m_camera)) return kExitFailure;
   vxDcamCamera camera(m_camera, &context.module());
+  // Every register is listed: one the camera does not answer carries the
+  // reason in place of its value, and the command fails at the end.
+  size_t failed = 0;
   if (m_json) {
     nlohmann::json list = nlohmann::json::array();
     for (vxRegister* reg : camera.registers().registers()) {
@@ -54,19 +57,24 @@ int RegsCommand::run(CliContext& context) {
         entry["value"] = vxFormat("%08X", static_cast<unsigned>(reg->read()));
       } catch (const std::exception& e) {
         entry["error"] = e.what();
+        ++failed;
       }
       list.push_back(std::move(entry));
     }
     context.out() << list.dump(2) << '\n';
-    return kExitOk;
+  } else {
+    for (vxRegister* reg : camera.registers().registers()) {
+      // A value line starts with a line break; a failed read gives the reason instead.
+      std::string line = reg->valueLine();
+      if (!line.empty() && line.front() == '\n')
+        line.erase(0, 1);
+      else
+        ++failed;
+      context.out() << line << '\n';
+    }
   }
-  // One line per register. A register the camera does not answer shows the
-  // error in place of its value, as the register dump does; that is what a
-  // catalogue walk over a real camera looks like, not a failure of the command.
-  for (vxRegister* reg : camera.registers().registers()) {
-    std::string line = reg->valueLine();
-    if (!line.empty() && line.front() == '\n') line.erase(0, 1);
-    context.out() << line << '\n';
-  }
-  return kExitOk;
+  if (failed == 0) return kExitOk;
+  context.out() << std::flush;
+  return context.fail(vxFormat("%zu of the camera's %zu registers could not be read.", failed,
+                               camera.registers().registers().size()));
 }

@@ -89,14 +89,20 @@ CLI::App* ReportCommand::addReportOptions(CLI::App* sub) {
 int ReportCommand::run(CliContext& context) {
   if (!context.checkCamera(m_camera)) return kExitFailure;
   warnBeforeBuilding(context);
+  m_failures.clear();
   const std::string text = withLineEnds(build(context), m_crlf ? "\r\n" : kPlatformLineEnd);
   if (m_outputFile.empty()) {
     context.out() << text << std::flush;
-    return kExitOk;
+  } else {
+    const std::string failure = writeFileAtomically(m_outputFile, text);
+    if (!failure.empty()) return context.fail(failure);
   }
-  const std::string failure = writeFileAtomically(m_outputFile, text);
-  if (!failure.empty()) return context.fail(failure);
-  return kExitOk;
+  // The report shows a failed read as 0 or leaves it out; what failed, and
+  // why, is said here.
+  if (m_failures.empty()) return kExitOk;
+  for (const std::string& line : m_failures) context.err() << line << '\n';
+  return context.fail(vxFormat("%zu register access%s failed while the report was built.",
+                               m_failures.size(), m_failures.size() == 1 ? "" : "es"));
 }
 
 CLI::App* DumpCommand::setup(CLI::App& app) {
@@ -108,17 +114,16 @@ CLI::App* DumpCommand::setup(CLI::App& app) {
 }
 
 void DumpCommand::warnBeforeBuilding(CliContext& context) {
-  context.err() << vxFormat(
-                       "Warning: the register dump changes camera %d: it sets each supported video "
-                       "mode in turn, switches the brightness, gain and shutter features on and out of "
-                       "automatic mode and programs Format_7 to its full image area. The camera keeps "
-                       "the settings of the last step.",
-                       m_camera)
+  context.err() << vxFormat("Warning (camera %d): %s", m_camera,
+                            vxRegisterDumpBuilder::changesWarning())
                 << std::endl;
 }
 
 std::string DumpCommand::build(CliContext& context) {
-  return vxRegisterDumpBuilder::build(m_camera, context.module(), {});
+  vxRegisterDumpBuilder builder(m_camera, context.module());
+  std::string text = builder.build();
+  m_failures = builder.failures().lines();
+  return text;
 }
 
 CLI::App* CapsCommand::setup(CLI::App& app) {
@@ -130,5 +135,8 @@ CLI::App* CapsCommand::setup(CLI::App& app) {
 }
 
 std::string CapsCommand::build(CliContext& context) {
-  return vxCapabilitiesReportBuilder::build(m_camera, context.module(), {});
+  vxCapabilitiesReportBuilder builder(m_camera, context.module());
+  std::string text = builder.build();
+  m_failures = builder.failures().lines();
+  return text;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "cli/command.h"
 
@@ -81,6 +82,10 @@ class FeatureCommand : public CliCommand {
   int run(CliContext& context) override;
 
  private:
+  // Why the camera cannot do what was asked of the feature, or "".
+  std::string refuseUnsupported(class DcamFeature& feature,
+                                const struct DcamFeatureInfo& info) const;
+
   std::string m_name;
   int m_camera = 0;
   bool m_on = false;
@@ -109,6 +114,8 @@ class ReportCommand : public CliCommand {
   virtual std::string build(CliContext& context) = 0;
 
   int m_camera = 0;
+  // Register accesses that failed while building, with their reasons.
+  std::vector<std::string> m_failures;
 
  private:
   std::string m_outputFile;

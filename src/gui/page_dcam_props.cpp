@@ -17,6 +17,7 @@
 #include <cctype>
 #include <charconv>
 #include <climits>
+#include <cmath>
 #include <exception>
 #include <string>
 #include <thread>
@@ -92,9 +93,15 @@ CPageDCAMProps::CPageDCAMProps(const CPageServices& services, QWidget* parent)
   m_selectButton = row.select;
 
   auto* body = new QHBoxLayout;
+  auto* listColumn = new QVBoxLayout;
   m_featureList = new QListWidget;
   m_featureList->setObjectName("featureList");
-  body->addWidget(m_featureList, 1);
+  m_featureStatus = new QLabel;
+  m_featureStatus->setObjectName("featureStatus");
+  m_featureStatus->setWordWrap(true);
+  listColumn->addWidget(m_featureList, 1);
+  listColumn->addWidget(m_featureStatus);
+  body->addLayout(listColumn, 1);
 
   auto* controls = new QVBoxLayout;
   auto* automatic = new QGroupBox("Automatic Control");
@@ -202,17 +209,33 @@ void CPageDCAMProps::selectCamera() {
                                                                &m_selectedCamera->module());
   m_featureSet = std::make_unique<DcamFeatureSet>(*m_accessor);
   m_featureList->setEnabled(true);
-  guarded([this] {
-    // Features the camera lacks are simply not offered.
-    for (size_t i = 0; i < m_featureSet->size(); ++i) {
-      if (!m_featureSet->feature(i).present()) continue;
-      const DcamFeatureInfo& info = m_featureSet->info(i);
-      m_listed.push_back({&m_featureSet->feature(i), info.fieldCount, info.valueLabels});
-      m_featureList->addItem(info.listedName);
-    }
-  });
+  listFeatures();
   fitToFeatures();
   showFeature();
+}
+
+void CPageDCAMProps::listFeatures() {
+  // Features the camera lacks are simply not offered. One register that does
+  // not answer does not end the list: the feature is listed, marked.
+  for (size_t i = 0; i < m_featureSet->size(); ++i) {
+    DcamFeature& feature = m_featureSet->feature(i);
+    const DcamFeatureInfo& info = m_featureSet->info(i);
+    QString failure;
+    try {
+      if (!feature.present()) continue;
+      // The registers every display of the feature reads.
+      feature.onOffInquiry();
+      feature.isOn();
+    } catch (const std::exception& e) {
+      failure = QString::fromStdString(e.what());
+    }
+    m_listed.push_back({&feature, info.fieldCount, info.valueLabels, info.listedName});
+    auto* item =
+        new QListWidgetItem(failure.isEmpty() ? QString(info.listedName)
+                                              : QString("%1 (read failed)").arg(info.listedName));
+    if (!failure.isEmpty()) item->setToolTip(failure);
+    m_featureList->addItem(item);
+  }
 }
 
 void CPageDCAMProps::fitToFeatures() {
@@ -236,20 +259,27 @@ void CPageDCAMProps::fitToFeatures() {
   m_manualLayout->setColumnMinimumWidth(0, widestLabel + labelMetrics.averageCharWidth());
 }
 
-void CPageDCAMProps::showFeature() {
-  // Everything closed first; what the feature allows is opened below.
+void CPageDCAMProps::closeControls() {
   m_editable = false;
   for (QWidget* control : std::initializer_list<QWidget*>{
            m_onCheck, m_autoCheck, m_onePushButton, m_relativeRadio, m_absoluteRadio, m_minEdit,
            m_maxEdit, m_valueEdit, m_value2Edit, m_applyButton})
     control->setEnabled(false);
+}
+
+void CPageDCAMProps::showFeature() {
+  // Everything closed first; what the feature allows is opened below.
+  closeControls();
   m_valueLabel->setVisible(false);
   m_value2Label->setVisible(false);
+  m_featureStatus->clear();
   const Listed* listed = current();
   m_value2Edit->setVisible(listed && listed->fieldCount > 1);
   if (!listed) return;
 
-  guarded([this, listed] {
+  // A feature that cannot be read says why beside the list and stays closed;
+  // the other features stay usable.
+  try {
     DcamFeature& feature = *listed->feature;
     const bool on = feature.isOn();
     const bool automatic = feature.isAuto();
@@ -277,7 +307,10 @@ void CPageDCAMProps::showFeature() {
       m_onePushButton->setEnabled(feature.onePushInquiry());
     }
     showValues(*listed);
-  });
+  } catch (const std::exception& e) {
+    closeControls();
+    m_featureStatus->setText(QString("%1: %2").arg(listed->name, QString::fromStdString(e.what())));
+  }
 }
 
 void CPageDCAMProps::showValues(const Listed& listed) {
@@ -322,7 +355,13 @@ void CPageDCAMProps::apply() {
       if (listed->fieldCount > 1)
         feature.setValue2(lenientInt(m_value2Edit->text().left(kValueTextLimit)));
     } else {
-      feature.setAbsValue(lenientFloat(first));
+      // The conversion reads "nan" and "inf" as numbers; no camera takes them.
+      const float value = lenientFloat(first);
+      if (!std::isfinite(value)) {
+        m_services.prompter->error(this, QString("'%1' is not a finite number.").arg(first));
+        return;
+      }
+      feature.setAbsValue(value);
     }
     settle();
     showValues(*listed);

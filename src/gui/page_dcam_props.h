@@ -61,9 +61,14 @@ class CPageDCAMProps : public QWidget {
     DcamFeature* feature;
     int fieldCount;
     QString labels;  // the value boxes' labels, separated by ";"
+    QString name;    // as the feature table lists it
   };
 
   const Listed* current() const;
+  // Lists the features of the camera; one whose registers cannot be read is
+  // listed all the same, marked, with the reason as its tool tip.
+  void listFeatures();
+  void closeControls();
   void showValues(const Listed& listed);
   void settle() const;
   void fitToFeatures();
@@ -82,6 +87,7 @@ class CPageDCAMProps : public QWidget {
   QLineEdit* m_cameraName;
   QPushButton* m_selectButton;
   QListWidget* m_featureList;
+  QLabel* m_featureStatus;  // why the selected feature could not be read
   QCheckBox* m_onCheck;
   QCheckBox* m_autoCheck;
   QPushButton* m_onePushButton;

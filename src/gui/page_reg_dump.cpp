@@ -1,6 +1,9 @@
 // CPageRegDump: the register dump report.
 #include "gui/page_reg_dump.h"
 
+#include <QLabel>
+#include <QVBoxLayout>
+
 #include "app/camera_list.h"
 #include "utilities/register_dump.h"
 
@@ -10,4 +13,11 @@ CPageRegDump::CPageRegDump(const CPageServices& services, QWidget* parent)
           [](const vxCameraEntry& camera, const vxReportProgress& progress) {
             return vxRegisterDumpBuilder(camera.cameraNumber(), camera.module()).build(progress);
           },
-          parent) {}
+          parent) {
+  // The user is told what the dump will leave changed before pressing the button.
+  auto* warning = new QLabel(QString("Warning: ") + vxRegisterDumpBuilder::changesWarning());
+  warning->setObjectName("dumpWarning");
+  warning->setWordWrap(true);
+  if (auto* box = qobject_cast<QVBoxLayout*>(layout()))
+    box->insertWidget(box->count() - 1, warning);
+}

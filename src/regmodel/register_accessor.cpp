@@ -14,13 +14,15 @@ uint32_t vx_DCAMRegisterAccessorPralix::readQuadlet(uint64_t address) {
   vx1394DCAM& camera = module().camera(m_cameraNumber);
   uint32_t value = 0;
   bool done = false;
+  std::string reason;
   try {
-    done = camera.readQuadlet(static_cast<uint32_t>(address), value);
-  } catch (const vxException&) {
+    done = camera.readQuadlet(static_cast<uint32_t>(address), value, &reason);
+  } catch (const vxException& e) {
     done = false;
+    reason = e.what();
   }
   if (!done) {
-    m_ok = false;
+    failed(false, address, reason);
     return 0;
   }
   return value;
@@ -29,11 +31,20 @@ uint32_t vx_DCAMRegisterAccessorPralix::readQuadlet(uint64_t address) {
 bool vx_DCAMRegisterAccessorPralix::writeQuadlet(uint64_t address, uint32_t value) {
   vx1394DCAM& camera = module().camera(m_cameraNumber);
   bool done = false;
+  std::string reason;
   try {
-    done = camera.writeQuadlet(static_cast<uint32_t>(address), value);
-  } catch (const vxException&) {
+    done = camera.writeQuadlet(static_cast<uint32_t>(address), value, &reason);
+  } catch (const vxException& e) {
     done = false;
+    reason = e.what();
   }
-  if (!done) m_ok = false;
+  if (!done) failed(true, address, reason);
   return done;
+}
+
+void vx_DCAMRegisterAccessorPralix::failed(bool write, uint64_t address,
+                                           const std::string& reason) {
+  m_ok = false;
+  m_lastError = reason;
+  if (m_failureListener) m_failureListener(write, static_cast<uint32_t>(address), reason);
 }

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <string>
 
 class vx_DcamModule;
 
@@ -44,9 +46,20 @@ class vx_DCAMRegisterAccessorPralix : public vx_RegisterAccessor {
   void setOk(bool ok) { m_ok = ok; }
   int cameraNumber() const { return m_cameraNumber; }
 
+  // Told of every failed transfer with the address as given and the bus
+  // layer's reason, so a report can list what failed beside its text.
+  using FailureListener =
+      std::function<void(bool write, uint32_t address, const std::string& reason)>;
+  void setFailureListener(FailureListener listener) { m_failureListener = std::move(listener); }
+  // The reason the last failed transfer gave ("" when the bus layer gave none).
+  const std::string& lastError() const { return m_lastError; }
+
  private:
   vx_DcamModule& module() const;
+  void failed(bool write, uint64_t address, const std::string& reason);
 
+  FailureListener m_failureListener;
+  std::string m_lastError;
   int32_t m_cameraNumber;
   bool m_ok = true;
   vx_DcamModule* m_module;

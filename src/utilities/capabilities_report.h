@@ -30,8 +30,8 @@ class vx_AccessStopwatch {
 };
 
 // Builds the capabilities report of one camera. It changes nothing on the
-// camera but one write-back of BRIGHTNESS's unchanged value while timing
-// register writes.
+// camera but the write-back of BRIGHTNESS's unchanged value while timing
+// register writes, which it skips when BRIGHTNESS cannot be read.
 class vxCapabilitiesReportBuilder {
  public:
   // displayName heads the report; vendorName is searched for the camera makers
@@ -41,6 +41,8 @@ class vxCapabilitiesReportBuilder {
                               std::string displayName = {}, std::string vendorName = {});
 
   std::string build(const vxReportProgress& progress = {});
+  // The register reads and writes of the last build that failed, with their reasons.
+  const vxReportFailures& failures() const { return m_failures; }
 
   static std::string build(int cameraNumber, vx_DcamModule& module,
                            const vxReportProgress& progress) {
@@ -57,4 +59,5 @@ class vxCapabilitiesReportBuilder {
   vx_DcamModule& m_module;
   std::string m_displayName;
   std::string m_vendorName;
+  vxReportFailures m_failures;
 };

@@ -61,6 +61,11 @@ class TransferCheck {
   bool m_before = true;
 };
 
+// The bus layer's reason, when it gave one, after the operation's own words.
+std::string withReason(const std::string& reason) {
+  return reason.empty() ? std::string() : " (" + reason + ")";
+}
+
 }  // namespace
 
 DcamFeatureRegisters DcamFeatureRegisters::high(uint32_t index) {
@@ -91,7 +96,8 @@ uint32_t DcamFeature::read(uint32_t address, const char* label) {
   TransferCheck check(m_camera);
   const uint32_t value = m_camera.readQuadlet(address);
   if (!check.ok())
-    throw vx_DcamModule::Error(vxFormat("%s: reading register 0x%X failed", label, address));
+    throw vx_DcamModule::Error(vxFormat("%s: reading register 0x%X failed", label, address) +
+                               withReason(m_camera.lastError()));
   return value;
 }
 
@@ -99,7 +105,8 @@ void DcamFeature::write(uint32_t address, uint32_t value, const char* label) {
   TransferCheck check(m_camera);
   const bool written = m_camera.writeQuadlet(address, value);
   if (!written || !check.ok())
-    throw vx_DcamModule::Error(vxFormat("%s: writing register 0x%X failed", label, address));
+    throw vx_DcamModule::Error(vxFormat("%s: writing register 0x%X failed", label, address) +
+                               withReason(m_camera.lastError()));
 }
 
 bool DcamFeature::inquiryBit(int bit, const char* label) {

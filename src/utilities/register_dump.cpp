@@ -29,6 +29,13 @@ const char* possible(bool yes) { return yes ? "Possible" : "Not Possible"; }
 
 bool bitSet(uint32_t value, int bit) { return (value & (1u << bit)) != 0; }
 
+// The first colour coding id the mode offers; 0 for a mode that names none.
+uint32_t firstColorCoding(const vxDcamFormat7Mode& mode) {
+  for (uint32_t id = 0; id < 32; ++id)
+    if (mode.supportsColorCoding(id)) return id;
+  return 0;
+}
+
 }  // namespace
 
 struct vxRegisterDumpBuilder::Context {
@@ -37,24 +44,47 @@ struct vxRegisterDumpBuilder::Context {
   vxDcamCamera& diag;
   vx1394DCAM& camera;
   vx_DCAMRegisterAccessorPralix& accessor;
+  vxReportFailures& failures;
   // The format, mode and rate inquiry registers, read once for the report.
   vxDcamSupportTable support{camera};
 
-  // A quadlet that failed to read counts as 0.
-  uint32_t read(uint32_t address) {
+  // A quadlet that failed to read counts as 0. The raw sweeps pass listed
+  // false: an address a camera does not implement is no failure there.
+  uint32_t read(uint32_t address, bool listed = true) {
     uint32_t value = 0;
-    if (!diag.readQuadlet(address, value)) value = 0;
+    std::string reason;
+    if (!diag.readQuadlet(address, value, &reason)) {
+      value = 0;
+      if (listed) failures.add(false, address, reason);
+    }
     return value;
   }
+  void write(uint32_t address, uint32_t value) {
+    std::string reason;
+    if (!camera.writeQuadlet(address, value, &reason)) failures.add(true, address, reason);
+  }
 };
+
+const char* vxRegisterDumpBuilder::changesWarning() {
+  return "The register dump changes the camera and leaves it changed: the current video format, "
+         "mode and rate end as the last mode the dump visits (the last Format_7 mode, when the "
+         "camera has any); the brightness, gain and shutter features are left switched on, in "
+         "manual mode, with absolute control off; and each Format_7 mode is left at image "
+         "position 0,0, with its size set to its maximum less its former position and the first "
+         "colour coding it offers.";
+}
 
 vxRegisterDumpBuilder::vxRegisterDumpBuilder(int cameraNumber, vx_DcamModule& module)
     : m_cameraNumber(cameraNumber), m_module(module) {}
 
 std::string vxRegisterDumpBuilder::build(const vxReportProgress& progress) {
+  m_failures = {};
   vxDcamCamera diag(m_cameraNumber, &m_module);
   vx_DCAMRegisterAccessorPralix accessor(m_cameraNumber, &m_module);
-  Context c{{}, vxReportProgressSink(progress), diag, diag.device(), accessor};
+  accessor.setFailureListener([this](bool write, uint32_t address, const std::string& reason) {
+    m_failures.add(write, address, reason);
+  });
+  Context c{{}, vxReportProgressSink(progress), diag, diag.device(), accessor, m_failures};
   c.progress.report(0.0);
 
   moduleInfo(c);
@@ -204,12 +234,13 @@ void vxRegisterDumpBuilder::format7Information(Context& c) {
 
     // Full area: the size is the maximum less the current position (so the
     // camera never sees a region reaching past its sensor), then the
-    // position goes to the origin; colour coding 0.
+    // position goes to the origin; then the mode's first colour coding (a
+    // coding the mode does not offer would leave it in error).
     const uint32_t width = before->maxWidth - before->left;
     const uint32_t height = before->maxHeight - before->top;
-    c.camera.writeQuadlet(before->address(vxDcamReg::kF7ImageSize), (width << 16) | (height & 0xFFFF));
-    c.camera.writeQuadlet(before->address(vxDcamReg::kF7ImagePosition), 0);
-    c.camera.writeQuadlet(before->address(vxDcamReg::kF7ColorCodingId), 0);
+    c.write(before->address(vxDcamReg::kF7ImageSize), (width << 16) | (height & 0xFFFF));
+    c.write(before->address(vxDcamReg::kF7ImagePosition), 0);
+    c.write(before->address(vxDcamReg::kF7ColorCodingId), firstColorCoding(*before) << 24);
 
     const vxDcamFormat7Mode m = vxDcamReadFormat7Mode(c.support, mode).value_or(*before);
     if (valueSettingKnown)
@@ -289,7 +320,7 @@ void vxRegisterDumpBuilder::rawRegisters(Context& c) {
   c.out.blank();
   c.out.banner("************* DUMPING RAW REGISTERS ************\r\n");
   for (uint32_t offset = kRawFirst; offset < kRawEnd; offset += 4) {
-    c.out.line(vxFormat("Reading : %X Value : %X", offset, c.read(offset)));
+    c.out.line(vxFormat("Reading : %X Value : %X", offset, c.read(offset, false)));
     if (offset % 0x100 == 0) c.progress.report(0.60 + 0.35 * double(offset) / double(kRawEnd));
   }
 }

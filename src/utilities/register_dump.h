@@ -22,11 +22,19 @@ class vxRegisterDumpBuilder {
   vxRegisterDumpBuilder(int cameraNumber, vx_DcamModule& module);
 
   std::string build(const vxReportProgress& progress = {});
+  // The register reads and writes of the last build that failed, with their
+  // reasons (the raw sweeps of 0x100-0x7FC and the Format_7 blocks aside,
+  // where addresses a camera lacks are expected).
+  const vxReportFailures& failures() const { return m_failures; }
 
   static std::string build(int cameraNumber, vx_DcamModule& module,
                            const vxReportProgress& progress) {
     return vxRegisterDumpBuilder(cameraNumber, module).build(progress);
   }
+
+  // What a dump leaves changed on the camera, in words for the user before
+  // the dump runs.
+  static const char* changesWarning();
 
  private:
   struct Context;
@@ -42,4 +50,5 @@ class vxRegisterDumpBuilder {
 
   int m_cameraNumber;
   vx_DcamModule& m_module;
+  vxReportFailures m_failures;
 };

@@ -2,9 +2,13 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <utility>
+#include <vector>
+
+#include "base/format.h"
 
 // Called with the fraction of the report done (0 to 1, never decreasing) so a
 // window can show progress; a command-line caller passes nothing.
@@ -39,4 +43,23 @@ class vxReportProgressSink {
  private:
   vxReportProgress m_callback;
   double m_last = 0.0;
+};
+
+// The register accesses that failed while a report was built, one line each
+// with the address and the reason. The report text keeps its own rule (a
+// failed read is not shown and counts as 0); this list goes beside it so
+// that the caller can say what failed and why. An address is listed once.
+class vxReportFailures {
+ public:
+  void add(bool write, uint32_t address, const std::string& reason) {
+    std::string text = vxFormat("%s register 0x%X failed", write ? "Writing" : "Reading", address);
+    if (!reason.empty()) text += ": " + reason;
+    if (std::find(m_lines.begin(), m_lines.end(), text) == m_lines.end())
+      m_lines.push_back(std::move(text));
+  }
+  bool empty() const { return m_lines.empty(); }
+  const std::vector<std::string>& lines() const { return m_lines; }
+
+ private:
+  std::vector<std::string> m_lines;
 };

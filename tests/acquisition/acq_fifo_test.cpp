@@ -279,7 +279,12 @@ TEST(AcqFifoProps, ExposureUsesTheAbsoluteValueWhenTheCameraHasOne) {
   fifo->exposureProp()->exposure(0.125);
   EXPECT_EQ(std::bit_cast<float>(camera.get(fake::kShutterAbs + 8)), 0.125f);
   EXPECT_NE(camera.get(0x81C) & (1u << 30), 0u);
-  fifo->exposureProp()->exposure(2e-6);  // below the camera's minimum: nearest value
+  // Outside the camera's range: refused with the property's own error, nothing written.
+  EXPECT_THROW(fifo->exposureProp()->exposure(2e-6), vxExposureProp::BadParams);
+  EXPECT_THROW(fifo->exposureProp()->exposure(2.5), vxExposureProp::BadParams);
+  EXPECT_EQ(std::bit_cast<float>(camera.get(fake::kShutterAbs + 8)), 0.125f);
+  EXPECT_DOUBLE_EQ(fifo->exposureProp()->exposure(), 0.125);
+  fifo->exposureProp()->exposure(range->first);  // the limits themselves are in range
   EXPECT_EQ(std::bit_cast<float>(camera.get(fake::kShutterAbs + 8)), 1e-5f);
 }
 
@@ -292,7 +297,11 @@ TEST(AcqFifoProps, ExposureWithoutAbsoluteControlIsInRegisterUnits) {
   fifo->exposureProp()->exposure(614.4);
   EXPECT_EQ(camera.get(0x81C) & 0xFFFu, 614u);
   EXPECT_EQ(camera.get(0x81C) & (1u << 30), 0u);
-  fifo->exposureProp()->exposure(9000);
+  EXPECT_THROW(fifo->exposureProp()->exposure(9000), vxExposureProp::BadParams);
+  EXPECT_THROW(fifo->exposureProp()->exposure(0.2),
+               vxExposureProp::BadParams);  // rounds to 0, below 1
+  EXPECT_EQ(camera.get(0x81C) & 0xFFFu, 614u);
+  fifo->exposureProp()->exposure(4095);
   EXPECT_EQ(camera.get(0x81C) & 0xFFFu, 4095u);
 
   camera.set(0x51C, 0);

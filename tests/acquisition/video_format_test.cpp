@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "acquisition/format_choice.h"
 #include "acquisition/video_format.h"
 #include "support/fake_camera.h"
 
@@ -12,19 +13,98 @@ std::string orNull(const char* name) {
 }
 }  // namespace
 
-TEST(VideoFormatNames, DcamTablesAsTheCapabilityReportPrintsThem) {
-  // The edges of each table: Format_0 has seven modes, Format_3 none.
-  const struct { uint32_t format, mode; const char* name; } modes[] = {
-      {0, 0, "160x120 YUV(4:4:4)"}, {0, 6, "640x480 Mono16"}, {0, 7, nullptr},
-      {1, 7, "1024x768 Mono16"},    {2, 4, "1600x1200 24bit RGB"}, {3, 0, nullptr}};
-  for (const auto& m : modes) EXPECT_EQ(orNull(vxVideoFormat::modeName(m.format, m.mode)), orNull(m.name));
-  EXPECT_EQ(orNull(vxVideoFormat::rateName(0)), "1.875 FPS");
-  EXPECT_EQ(orNull(vxVideoFormat::rateName(7)), "240 FPS");
+// Every name of the three tables, each at its own number: a shifted or
+// misspelt entry anywhere shows.
+const char* const kModeNames[3][8] = {
+    {"160x120 YUV(4:4:4)", "320x240 YUV(4:2:2)", "640x480 YUV(4:1:1)", "640x480 YUV(4:2:2)",
+     "640x480 24bit RGB", "640x480 Mono", "640x480 Mono16", nullptr},
+    {"800x600 YUV(4:2:2)", "800x600 24bit RGB", "800x600 Mono", "1024x768 YUV(4:2:2)",
+     "1024x768 24bit RGB", "1024x768 Mono", "800x600 Mono16", "1024x768 Mono16"},
+    {"1280x960 YUV(4:2:2)", "1280x960 24bit RGB", "1280x960 Mono", "1600x1200 YUV(4:2:2)",
+     "1600x1200 24bit RGB", "1600x1200 Mono", "1280x960 Mono16", "1600x1200 Mono16"}};
+const char* const kRateNames[8] = {"1.875 FPS", "3.75 FPS", "7.5 FPS", "15 FPS",
+                                   "30 FPS",    "60 FPS",   "120 FPS", "240 FPS"};
+// Format_7 codings are spelt with a blank before the bracket, standard modes without.
+const char* const kCodingNames[11] = {"Mono",         "YUV (4:1:1)", "YUV (4:2:2)", "YUV (4:4:4)",
+                                      "24bit RGB",    "Mono16",      "48bit RGB",   "Signed Mono16",
+                                      "Signed RGB16", "Bayer RAW8",  "Bayer RAW16"};
+
+TEST(VideoFormatNames, EveryNameOfTheFormatRateAndCodingTables) {
+  int modes = 0;
+  for (uint32_t format = 0; format < 3; ++format)
+    for (uint32_t mode = 0; mode < 8; ++mode) {
+      modes += kModeNames[format][mode] != nullptr;
+      EXPECT_EQ(orNull(vxVideoFormat::modeName(format, mode)), orNull(kModeNames[format][mode]))
+          << format << "/" << mode;
+    }
+  EXPECT_EQ(modes, 23);
+  for (uint32_t format : {3u, 6u, 7u}) EXPECT_EQ(vxVideoFormat::modeName(format, 0), nullptr);
+  for (uint32_t rate = 0; rate < 8; ++rate)
+    EXPECT_EQ(orNull(vxVideoFormat::rateName(rate)), kRateNames[rate]);
   EXPECT_EQ(vxVideoFormat::rateName(8), nullptr);
-  // Format_7 codings are spelt with a blank before the bracket, standard modes without.
-  EXPECT_EQ(orNull(vxVideoFormat::colorCodingName(1)), "YUV (4:1:1)");
-  EXPECT_EQ(orNull(vxVideoFormat::colorCodingName(10)), "Bayer RAW16");
+  for (uint32_t id = 0; id < 11; ++id)
+    EXPECT_EQ(orNull(vxVideoFormat::colorCodingName(id)), kCodingNames[id]);
   EXPECT_EQ(vxVideoFormat::colorCodingName(11), nullptr);
+  // Every standard name is found again, at its own numbers.
+  for (uint32_t format = 0; format < 3; ++format)
+    for (uint32_t mode = 0; mode < 8; ++mode)
+      if (kModeNames[format][mode])
+        for (uint32_t rate = 0; rate < 8; ++rate) {
+          const std::string name = std::string(kModeNames[format][mode]) + " " + kRateNames[rate];
+          const auto found = vxVideoFormat::find(name);
+          EXPECT_EQ(found->format() * 100 + found->mode() * 10 + found->rate(),
+                    format * 100 + mode * 10 + rate)
+              << name;
+        }
+}
+
+// A camera with Format_0 mode 4 (RGB) at 15 FPS, mode 5 (Mono) at 7.5, 15
+// and 30 FPS, and Format_7 mode 0.
+TEST(VideoFormatChoice, NamesAreTakenInAnyCaseAndAModeWithoutItsRateTakesTheFastestThatFits) {
+  FakeIidcCamera camera;
+  vxVideoFormatChoice choice = vxChooseVideoFormat(camera, "640X480 mono 15 fps");
+  EXPECT_EQ(choice.format->name(), "640x480 Mono 15 FPS");
+  EXPECT_EQ(choice.note, "");
+  choice = vxChooseVideoFormat(camera, "format7 mode 0 bayer raw8");
+  EXPECT_EQ(choice.format->name(), "Format7 Mode 0 Bayer RAW8");
+
+  choice = vxChooseVideoFormat(camera, "640x480 Mono");
+  EXPECT_EQ(choice.format->name(), "640x480 Mono 30 FPS");
+  EXPECT_NE(choice.note.find(
+                "30 FPS is the fastest rate of the mode whose stream fits the bus (1151 of 4096"),
+            std::string::npos)
+      << choice.note;
+  // A narrower bus: 30 FPS (1151 bytes a cycle) no longer fits, 15 FPS (577) does.
+  EXPECT_EQ(vxChooseVideoFormat(camera, "640x480 Mono", 1000).format->name(),
+            "640x480 Mono 15 FPS");
+  choice = vxChooseVideoFormat(camera, "640x480 Mono", 100);
+  EXPECT_EQ(choice.format->name(), "640x480 Mono 7.5 FPS");
+  EXPECT_NE(choice.note.find("no rate of the mode fits the bus"), std::string::npos) << choice.note;
+}
+
+TEST(VideoFormatChoice, ANameTheCameraLacksIsNotSupportedAndAnUnknownOneNotFound) {
+  FakeIidcCamera camera;
+  for (const char* lacking :
+       {"800x600 Mono", "640x480 Mono 60 FPS", "640x480 mono16", "Format7 Mode 1 Mono"}) {
+    try {
+      vxChooseVideoFormat(camera, lacking);
+      ADD_FAILURE() << lacking;
+    } catch (const vxVideoFormat::NotSupported& e) {
+      EXPECT_NE(std::string(e.what()).find("not offered by this camera"), std::string::npos)
+          << e.what();
+    }
+  }
+  for (const char* unknown : {"800x601 Mono", "640x480 Mono 45 FPS", "", "Format7 Mode 8 Mono"})
+    EXPECT_THROW(vxChooseVideoFormat(camera, unknown), vxVideoFormat::NotFound) << unknown;
+}
+
+TEST(VideoFormatChoice, BusShareOfAStandardFormat) {
+  // A frame spread over the cycles of a frame period: 640x480 RGB at 60 FPS
+  // needs more than an S400 cycle carries, at 30 FPS it fits.
+  EXPECT_EQ(vxIsoBytesPerCycle(*vxVideoFormat::find("640x480 24bit RGB 60 FPS")), 6930u);
+  EXPECT_EQ(vxIsoBytesPerCycle(*vxVideoFormat::find("640x480 24bit RGB 30 FPS")), 3452u);
+  EXPECT_EQ(vxIsoBytesPerCycle(*vxVideoFormat::find("160x120 YUV(4:4:4) 1.875 FPS")), 14u);
+  EXPECT_EQ(vxIsoBytesPerCycle(*vxVideoFormat::find("Format7 Mode 0 Mono")), 0u);
 }
 
 TEST(VideoFormatLookup, NamesRoundTripAndPickTheVariant) {

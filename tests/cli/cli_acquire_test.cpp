@@ -136,11 +136,38 @@ TEST(PralixAcquire, FormatAndTriggerChoices) {
   EXPECT_EQ(r.status, 0) << r.out << r.err;
   EXPECT_NE(r.out.find("Stopped acquisition, 5 images acquired"), std::string::npos) << r.out;
 
+  // A format the tables know but the camera lacks is the camera's limit; a
+  // name nothing knows is a usage error. Either way the camera's formats are listed.
   r = pralix("--simulate=korvane-kv640m acquire --format \"800x600 Mono\"");
-  EXPECT_EQ(r.status, 2);
-  EXPECT_NE(r.err.find("Unknown video format '800x600 Mono'"), std::string::npos) << r.err;
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("Video format '800x600 Mono' is not offered by this camera."),
+            std::string::npos)
+      << r.err;
   EXPECT_NE(r.err.find("  640x480 Mono16 30 FPS\n"), std::string::npos)
       << "the camera's formats are listed";
+  r = pralix("--simulate=korvane-kv640m acquire --format \"800x600 Sepia\"");
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("Unknown video format '800x600 Sepia'"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("  640x480 Mono16 30 FPS\n"), std::string::npos);
+  // Without its rate, RGB VGA takes 30 FPS: at 60 its stream would not fit an S400 bus.
+  r = pralix("--simulate=orbel-ux1600b acquire -n 1 --format \"640x480 24bit RGB\"", kFast);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("Camera 0: 640x480 24bit RGB 30 FPS,"), std::string::npos) << r.out;
+  EXPECT_NE(r.err.find("30 FPS is the fastest rate of the mode whose stream fits the bus"),
+            std::string::npos)
+      << r.err;
+  // Numbers that are no finite number are refused where they are read.
+  for (const char* bad : {"--timeout nan", "--timeout inf", "--exposure nan", "--exposure -inf"}) {
+    r = pralix(std::string("--simulate=korvane-kv640m acquire -n 1 ") + bad);
+    EXPECT_EQ(r.status, 2) << bad;
+    EXPECT_NE(r.err.find("must be a finite number"), std::string::npos) << bad << "\n" << r.err;
+  }
+  // An exposure beyond the camera's range: the command line takes the nearest and says so.
+  r = pralix("--simulate=korvane-kv640m acquire -n 1 --exposure 9000", kFast);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.err.find("the exposure 9000 lies outside the camera's 1 to 2047; using 2047."),
+            std::string::npos)
+      << r.err;
   r = pralix("--simulate=korvane-kv640m acquire --trigger sometimes");
   EXPECT_EQ(r.status, 2);
   EXPECT_NE(r.err.find("FreeRun Trigger - Software"), std::string::npos) << r.err;

@@ -50,6 +50,11 @@ std::filesystem::path freshFolder(const std::string& name) {
 
 const char* kProfiles[] = {"korvane-kv640m", "tessaly-f7flex", "orbel-ux1600b"};
 
+// The TF7 Flex with BRIGHTNESS to SHUTTER (0x800 to 0x81C) answering no read.
+std::string broken() {
+  return "--simulate=" + pralix_test::testDataDir() + "/profiles/broken-controls.json ";
+}
+
 }  // namespace
 
 // The reports' content is the report builders' business; here: the whole
@@ -61,7 +66,7 @@ TEST(PralixReports, DumpAndCapsReachStandardOutputWholeOnEveryProfile) {
     size_t banners;
     const char* last;  // how the report ends
     const char* warning;  // on standard error, or "" for none
-  } reports[] = {{"dump", 9, "\n", "Warning: the register dump changes camera 0"},
+  } reports[] = {{"dump", 9, "\n", "Warning (camera 0): The register dump changes the camera"},
                  {"caps", 6, "Usual average time to write register (us) : 400 us\n", ""}};
   for (const char* profile : kProfiles) {
     for (const auto& report : reports) {
@@ -174,7 +179,8 @@ TEST(PralixFeatures, TextListsThePresentFeaturesOnly) {
   EXPECT_TRUE(std::regex_search(r.out, std::regex("\nGamma +off +manual +0 +0 to 1\n"))) << r.out;
   EXPECT_EQ(r.out.find("Sharpness"), std::string::npos);
   const Result abs = pralix(sim("tessaly-f7flex") + "features");
-  EXPECT_TRUE(std::regex_search(abs.out, std::regex("\nGain +on +manual +0 +0 to 720 +0\\.000 \\(0\\.000 to 24\\.000\\)\n")))
+  EXPECT_TRUE(
+      std::regex_search(abs.out, std::regex("\nGain +on +manual +0 +0 to 720 +0 \\(0 to 24\\)\n")))
       << abs.out;
 }
 
@@ -242,4 +248,110 @@ TEST(PralixFeature, RefusalsHaveTheirExitStatus) {
   r = pralix(sim("korvane-kv640m") + "feature Gain --value2 2");
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(pralix(sim("korvane-kv640m") + "feature Gain --camera 5").status, 1);
+}
+
+// A camera whose feature control registers 0x800 to 0x81C answer no read:
+// every listing shows what it can read, names what failed and why, and the
+// command fails only at the end.
+TEST(PralixBrokenRegisters, FeaturesListEveryFeatureAndMarkTheFailedOnes) {
+  Result r = pralix(broken() + "features");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(count(r.out, "\n"), 9u) << r.out;  // header and the eight present features
+  for (const char* name : {"Sharpness", "Exposure", "Brightness", "Auto Exposure", "Gamma"})
+    EXPECT_TRUE(std::regex_search(
+        r.out, std::regex(std::string("\n") + name +
+                          " +read failed: .*reading register 0x8[01][0-9A-F] failed "
+                          "\\(simulated read failure at 0xF0F008")))
+        << name << "\n"
+        << r.out;
+  EXPECT_TRUE(std::regex_search(r.out, std::regex("\nGain +on +manual +0 +0 to 720 ")));
+  EXPECT_TRUE(std::regex_search(r.out, std::regex("\nFrame Rate +on +manual +300 +1 to 480\n")));
+  EXPECT_NE(r.err.find("5 features could not be read."), std::string::npos) << r.err;
+
+  r = pralix(broken() + "features --json");
+  EXPECT_EQ(r.status, 1);
+  const nlohmann::json j = nlohmann::json::parse(r.out, nullptr, false);
+  ASSERT_TRUE(j.is_object()) << r.out;
+  size_t failed = 0;
+  for (const nlohmann::json& f : j["features"]) failed += f.contains("error");
+  EXPECT_EQ(j["features"].size(), 8u);
+  EXPECT_EQ(failed, 5u);
+}
+
+TEST(PralixBrokenRegisters, RegsListEveryRegisterWithTheReasonInPlaceOfAValue) {
+  const Result map = pralix(broken() + "regmap");
+  ASSERT_EQ(map.status, 0) << map.err;
+  Result r = pralix(broken() + "regs");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(countLines(r.out), countLines(map.out));
+  EXPECT_EQ(
+      countMatches(r.out, std::regex("\nReading register [A-Z_]+ at 0xF0F008[01][0-9A-F] failed: "
+                                     "simulated read failure")),
+      8)
+      << r.out;
+  EXPECT_NE(r.out.find("0xF0F00820 = "), std::string::npos) << "GAIN answers";
+  EXPECT_NE(r.err.find("8 of the camera's"), std::string::npos) << r.err;
+  r = pralix(broken() + "regs --json");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(count(r.out, "\"error\""), 8u);
+}
+
+TEST(PralixBrokenRegisters, ReportsAreWholeAndNameTheFailedReadsBesideThem) {
+  Result r = pralix(broken() + "caps");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_TRUE(r.out.ends_with("Usual average time to write register (us) : 400 us\n")) << r.out;
+  EXPECT_NE(
+      r.out.find(
+          "Writing Register for selected camera was not timed: the register could not be read"),
+      std::string::npos);
+  EXPECT_EQ(r.out.find("Writing Register for selected camera took"), std::string::npos);
+  EXPECT_NE(r.err.find("Reading register 0x800 failed: simulated read failure at 0xF0F00800"),
+            std::string::npos)
+      << r.err;
+
+  r = pralix(broken() + "dump");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(countMatches(r.out, std::regex("\nReading : [0-9A-F]{3} Value : ")), 448);
+  EXPECT_NE(r.out.find("FORMAT 7 RAW REGISTER DUMP"), std::string::npos);
+  // Inside the report a failed read shows as its "not" line; beside it, the reasons.
+  EXPECT_NE(r.out.find("BRIGHTNESS PROPERTY\n \nFeature is Present\nProperty is Off\n"),
+            std::string::npos);
+  EXPECT_NE(r.err.find("Reading register 0x800 failed"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("Reading register 0x81C failed"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("register accesses failed while the report was built."), std::string::npos);
+}
+
+TEST(PralixFeature, ActionsTheFeatureCannotDoAreRefusedWithTheReason) {
+  const struct {
+    const char* args;
+    const char* reason;
+  } cases[] = {
+      {"Brightness --off", "Brightness of camera 0 has no on/off switch"},
+      {"Brightness --auto", "Brightness of camera 0 has no automatic mode"},
+      {"Gain --one-push", "Gain of camera 0 has no one-push adjustment"},
+      {"Gain --value 681", "Gain of camera 0: --value 681 is outside the range 0 to 680"},
+      {"Auto-Exposure --value 0", "--value 0 is outside the range 1 to 1023"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.args);
+    const Result r = pralix(sim("korvane-kv640m") + "feature " + c.args);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find(c.reason), std::string::npos) << r.err;
+    EXPECT_EQ(r.out, "");
+  }
+  for (const char* abs : {"0.6", "nan", "inf"}) {
+    const Result r = pralix(sim("tessaly-f7flex") + "feature Exposure --abs " + abs);
+    EXPECT_NE(r.status, 0) << abs;
+    EXPECT_EQ(r.out, "") << abs;
+  }
+  // What the camera can do still goes through.
+  EXPECT_EQ(pralix(sim("korvane-kv640m") + "feature Gamma --on").status, 0);
+  EXPECT_EQ(pralix(sim("tessaly-f7flex") + "feature Exposure --one-push").status, 0);
+}
+
+TEST(PralixFeatures, AbsoluteValuesKeepTheirSignificantDigits) {
+  const Result r = pralix(sim("tessaly-f7flex") + "features");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_TRUE(std::regex_search(r.out, std::regex("\nExposure .* \\(2e-05 to 0\\.5\\)\n")))
+      << r.out;
 }

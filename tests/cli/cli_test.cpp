@@ -99,8 +99,11 @@ TEST(PralixCatalogue, RegmapAndRegsCoverTheCatalogueOnEveryProfile) {
     const std::string sim = std::string("--simulate=") + profile + " ";
     const Result map = pralix(sim + "regmap");
     ASSERT_EQ(map.status, 0) << map.err;
+    // The VGA camera has no Format_7: the catalogue's Format_7 block (at
+    // offset 0) answers no read there, and regs says so in its status.
+    const bool hasFormat7 = std::string(profile) != "korvane-kv640m";
     const Result regs = pralix(sim + "regs");
-    ASSERT_EQ(regs.status, 0) << regs.err;
+    ASSERT_EQ(regs.status, hasFormat7 ? 0 : 1) << regs.err;
     // One catalogue line and one value line per register.
     EXPECT_EQ(countLines(map.out), countLines(regs.out));
     EXPECT_GT(countLines(map.out), 120);
@@ -109,7 +112,7 @@ TEST(PralixCatalogue, RegmapAndRegsCoverTheCatalogueOnEveryProfile) {
         << map.out.substr(0, 400);
     EXPECT_TRUE(std::regex_search(regs.out, std::regex("0xF0000404 = 0x31333934 Bus Name\n")));
     const Result json = pralix(sim + "regs --json");
-    ASSERT_EQ(json.status, 0) << json.err;
+    ASSERT_EQ(json.status, hasFormat7 ? 0 : 1) << json.err;
     EXPECT_NE(json.out.find("\"name\": \"INITIALIZE\""), std::string::npos);
   }
 }

@@ -120,6 +120,8 @@ class TestPageDCAMProps : public QObject {
     f.addFeature(kShutter, 0, 0);
     f.addFeature(kWhiteBalance, 0, 0);
     f.camera.set(0x408, 1u << 31);  // zoom, the first of the low features
+    f.camera.set(0x580, 0);
+    f.camera.set(0x880, 0);
     f.chooseCamera(0);
     QCOMPARE(f.listed(), (QStringList{"White Balance", "Exposure", "Brightness", "Gain", "Zoom"}));
 
@@ -332,6 +334,14 @@ class TestPageDCAMProps : public QObject {
     f.click("applyButton");
     QCOMPARE(f.absValue(), 0.0f);
     QCOMPARE(f.edit("valueEdit")->text(), QString("0.000"));
+    // Words the conversion takes for numbers but no camera can hold are refused.
+    for (const char* word : {"nan", "-inf"}) {
+      f.type("valueEdit", word);
+      f.click("applyButton");
+      QCOMPARE(f.absValue(), 0.0f);
+    }
+    QCOMPARE(f.prompter.messages.size(), 2);
+    QCOMPARE(f.prompter.messages[1].text, QString("'-inf' is not a finite number."));
 
     // Selected again, the feature comes up in the mode the camera holds.
     f.pick("Gain");
@@ -360,6 +370,41 @@ class TestPageDCAMProps : public QObject {
     f.pick("Brightness");
     QCOMPARE(f.edit("valueEdit")->text(), QString("1"));
     QCOMPARE(f.prompter.messages.size(), 1);
+  }
+
+  void featuresWhoseRegistersFailAreListedMarkedWithTheReason() {
+    // 0x800 must answer: the camera selection takes a camera that does not
+    // for one that is not responding.
+    PropsFixture f;
+    f.addFeature(kBrightness, inquiry(kInqAll, 0, 4095), kOn | 1);
+    f.addFeature(kShutter, inquiry(kInqAll, 0, 4095), kOn | 3);
+    f.addFeature(kGain, inquiry(kInqAll, 0, 4095), kOn | 2);
+    f.camera.failReads(0x81C);
+    f.camera.failReads(0x520);
+    f.chooseCamera(0);
+    QCOMPARE(f.listed(),
+             (QStringList{"Exposure (read failed)", "Brightness", "Gain (read failed)"}));
+    QVERIFY(f.list()->item(0)->toolTip().contains("reading register 0x81C failed"));
+    QVERIFY(f.list()->item(2)->toolTip().contains("0x520"));
+    QVERIFY(f.prompter.messages.isEmpty());
+
+    // The failed feature says why beside the list and opens nothing; the others work.
+    f.pick("Exposure (read failed)");
+    QVERIFY(f.label("featureStatus").startsWith("Exposure: "));
+    QVERIFY(f.label("featureStatus").contains("0x81C"));
+    for (const char* name : kValueControls) QVERIFY2(!f.enabled(name), name);
+    QVERIFY(!f.enabled("onCheck"));
+    QVERIFY(f.prompter.messages.isEmpty());
+    f.pick("Brightness");
+    QCOMPARE(f.label("featureStatus"), QString());
+    QCOMPARE(f.edit("valueEdit")->text(), QString("1"));
+    QVERIFY(f.enabled("applyButton"));
+
+    // A camera that heals reads again when the feature is picked.
+    f.camera.heal();
+    f.pick("Exposure (read failed)");
+    QCOMPARE(f.label("featureStatus"), QString());
+    QCOMPARE(f.edit("valueEdit")->text(), QString("3"));
   }
 
   void numbersAreReadLikeTheCLibraryReadsThem() {

@@ -1,6 +1,7 @@
 // The report pages (register dump, camera capabilities): built on a worker, shown whole when complete, copied and saved.
 #include <QApplication>
 #include <QClipboard>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QProgressBar>
@@ -121,6 +122,11 @@ class TestReportPages : public QObject {
              qPrintable(text.left(100)));
     QVERIFY(text.contains("\nReading : 7FC Value : "));
     QVERIFY(text.contains("************* FORMAT 7 RAW REGISTER DUMP ************"));
+    // The page names what the dump leaves changed, before and after it runs.
+    const QString warning = f.find<QLabel>("dumpWarning")->text();
+    for (const char* change : {"format, mode and rate", "manual mode, with absolute control off",
+                               "the first colour coding it offers"})
+      QVERIFY2(warning.contains(change), change);
 
     // Choosing another camera leaves the last report on show.
     f.chooseCamera(0);

@@ -37,6 +37,22 @@ bool readFails(vx_SimCamera& camera, uint32_t address, std::string* error = null
 // Each profile's register image. Which features and modes a camera offers
 // is checked against the profiles by the feature and report tests; here the
 // functions, blocks and values those do not read.
+namespace {
+// Why a small profile with the extra fields is refused, or "" when it is taken.
+std::string profileRefusal(const std::string& extra) {
+  const std::string text =
+      R"({"vendor": "V", "model": "M", "guid": "0x0012340000000001", "iidcVersion": "1.31",
+          "formats": [{"format": 0, "mode": 5, "rates": [4]}])" +
+      extra + "}";
+  try {
+    vxParseSimProfile(text, "faults.json");
+  } catch (const vx_SimProfile::Error& e) {
+    return e.message();
+  }
+  return "";
+}
+}  // namespace
+
 TEST(SimCameraRegisters, VgaMonoCameraHasFormat0AndNothingOptional) {
   vx_SimCamera camera(shippedProfile("korvane-kv640m"));
   EXPECT_EQ(readOk(camera, 0x100), 0x80000000u);  // V_FORMAT_INQ: Format_0 only
@@ -297,6 +313,33 @@ TEST(SimCameraFaults, ChosenAddressesFailUntilCleared) {
   EXPECT_EQ(readOk(camera, 0x800) & 0xFFFu, 0x20u);
   camera.clearFaults();
   writeOk(camera, 0x81C, 0x82000010u);
+}
+
+TEST(SimCameraFaults, ProfileRangesFailFromPowerOnAndOnlyThere) {
+  vx_SimProfile profile = shippedProfile("korvane-kv640m");
+  profile.readFaults = {{0x800, 0x81C}, {0xF0000424, 0xF0000424}};
+  profile.writeFaults = {{0x820, 0x820}};
+  vx_SimCamera camera(profile);
+  for (uint32_t offset = 0x800; offset <= 0x81C; offset += 4)
+    EXPECT_TRUE(readFails(camera, kCmd + offset)) << offset;
+  EXPECT_TRUE(readFails(camera, 0xF0000424));
+  readOk(camera, 0x51C);
+  readOk(camera, 0x820);
+  readOk(camera, 0xF0000420);
+  std::string error;
+  EXPECT_FALSE(camera.writeQuadlet(0x820, 0x82000010u, &error));
+  writeOk(camera, 0x800, 0x82000020u);  // the read faults leave writes alone
+
+  EXPECT_NE(profileRefusal(R"(, "faults": {"read": ["81C-800"]})").find("ends before it starts"),
+            std::string::npos);
+  EXPECT_NE(profileRefusal(R"(, "faults": {"read": ["802"]})").find("not a quadlet address"),
+            std::string::npos);
+  EXPECT_NE(profileRefusal(R"(, "faults": {"read": "800"})").find("faults.read"),
+            std::string::npos);
+  EXPECT_NE(profileRefusal(R"(, "faults": {"erase": []})").find("unknown field"),
+            std::string::npos);
+  EXPECT_EQ(profileRefusal(R"(, "faults": {"read": ["0x800-0x81C", "F0000424"], "write": []})"),
+            "");
 }
 
 TEST(SimCameraFaults, LatencyAndTransactionCount) {

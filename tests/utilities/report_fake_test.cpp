@@ -1,11 +1,20 @@
 // The register dump and capabilities reports on an in-memory camera whose every register the test sets.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "acquisition/video_format.h"
+#include "base/format.h"
 #include "support/fake_camera.h"
 #include "support/report_text.h"
+#include "support/test_paths.h"
 #include "utilities/capabilities_report.h"
 #include "utilities/register_dump.h"
 
@@ -335,6 +344,172 @@ TEST_F(ReportTest, CapabilitiesStrobeSectionNamesPresentLines) {
             "\r\nStrobe Line 2 is available for output. \r\n");
   addStrobes(0);
   EXPECT_EQ(between(capabilities(), head, tail), "");
+}
+
+// Every capability line tested set as well as clear: a wrong bit number
+// shows as a wrong line in one of the two.
+TEST_F(ReportTest, DumpCapabilityLinesFollowTheirOwnBitsWhenSet) {
+  cam.set(0x400,
+          (1u << 31) | (1u << 30) | (1u << 29) | (1u << 23) | (1u << 15) | (1u << 12) | (1u << 11));
+  std::string text = dump();
+  EXPECT_EQ(between(text, "GENERAL FEATURES ************* \r\n", "\r\n*****"),
+            "\r\nAdvance Features are Possible\r\nVideoError Status is Possible"
+            "\r\nFeature Error Status is Possible\r\nCamera Power control is Possible"
+            "\r\nOne Shot Possible\r\nMultiShot Possible\r\n1394b mode Possible");
+  // Each bit alone turns on its own line only.
+  const struct {
+    int bit;
+    const char* line;
+  } bits[] = {{30, "VideoError Status is Possible"},
+              {29, "Feature Error Status is Possible"},
+              {15, "Camera Power control is Possible"},
+              {11, "MultiShot Possible"},
+              {23, "1394b mode Possible"}};
+  for (const auto& b : bits) {
+    cam.set(0x400, 1u << b.bit);
+    text = between(dump(), "GENERAL FEATURES ************* \r\n", "\r\n*****");
+    EXPECT_EQ(count(text, "Not Possible"), 6u) << b.line;
+    EXPECT_EQ(count(text, b.line), 1u) << b.line;
+  }
+
+  cam.set(0x40C, 1u << 29);
+  EXPECT_EQ(between(dump(), "IO SECTION ************\r\n", "\r\n************* CONFIG"),
+            "\r\nOptional Serial IO is possible");
+
+  // Brightness with one-push and read-out possible.
+  cam.set(0x500, cam.get(0x500) | (1u << 28) | (1u << 27));
+  EXPECT_EQ(count(dump(),
+                  "\r\nAutoControl is Possible\r\nOne Push is Possible\r\nReading is Possible"
+                  "\r\nManual Control is Possible"),
+            1u);
+}
+
+TEST_F(ReportTest, DumpSetsTheFirstColourCodingTheFormat7ModeOffers) {
+  cam.set(kF7Block + 0x14, (1u << (31 - 5)) | (1u << (31 - 9)));  // Mono16 and Bayer RAW8 only
+  cam.set(kF7Block + 0x10, 9u << 24);
+  const std::string text = dump();
+  EXPECT_EQ(cam.get(kF7Block + 0x10), 5u << 24);
+  EXPECT_EQ(count(text, "\r\nColor Coding : 5\r\n"), 1u);
+}
+
+TEST_F(ReportTest, FailedReadsAreListedBesideTheReportWithTheirReasons) {
+  cam.failReads(0x800);
+  cam.failReads(0xF0000424);
+  cam.failReads(0x51C);  // a raw-sweep address too: that one counts only there
+  vxRegisterDumpBuilder builder(0, module);
+  const std::string text = builder.build();
+  // Inside the report the failed reads read as 0 and the report goes on.
+  EXPECT_EQ(count(text, "BRIGHTNESS PROPERTY\r\n \r\nFeature is Present\r\nProperty is Off"), 1u);
+  EXPECT_EQ(count(text, "\r\nReading : 7FC Value : 0"), 1u);
+  const std::vector<std::string>& lines = builder.failures().lines();
+  EXPECT_EQ(count(text, "Reading : 51C Value : 0"), 1u);
+  ASSERT_FALSE(lines.empty());
+  bool brightness = false, rom = false;
+  for (const std::string& line : lines) {
+    brightness = brightness || line.starts_with("Reading register 0x800 failed");
+    rom = rom || line.starts_with("Reading register 0xF0000424 failed");
+  }
+  EXPECT_TRUE(brightness);
+  EXPECT_TRUE(rom);
+  EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()).size(), lines.size()) << "each once";
+
+  cam.heal();
+  EXPECT_TRUE((builder.build(), builder.failures().empty()));
+}
+
+TEST_F(ReportTest, CapabilitiesDoNotWriteARegisterTheyCouldNotRead) {
+  cam.failReads(0x800);
+  cam.clearWrites();
+  vxCapabilitiesReportBuilder builder(0, module);
+  const std::string text = builder.build();
+  EXPECT_TRUE(cam.writes().empty()) << "a write of 0 would switch BRIGHTNESS off";
+  EXPECT_EQ(cam.get(0x800), 0x81000080u);
+  expectInOrder(text, {"\r\nReading Register for selected camera took (us) : ",
+                       "\r\nUsual average time to read register (us) : 100 us",
+                       "\r\nWriting Register for selected camera was not timed: the register could "
+                       "not be read, and writing it without its value would change the camera.",
+                       "\r\nUsual average time to write register (us) : 400 us"});
+  ASSERT_EQ(builder.failures().lines().size(), 1u);
+  EXPECT_TRUE(builder.failures().lines()[0].starts_with("Reading register 0x800 failed"))
+      << builder.failures().lines()[0];
+}
+
+// The capabilities report keeps name tables of its own; they name every
+// mode, rate and coding as the acquisition layer does (whose tables are
+// checked name by name with the video formats).
+TEST(CapabilitiesNames, EveryEntryAgreesWithTheAcquisitionLayersTables) {
+  auto text = [](const char* name) { return std::string(name ? name : "(null)"); };
+  int modes = 0;
+  for (int format = 0; format < 3; ++format)
+    for (int mode = 0; mode < 8; ++mode) {
+      modes += vxCapabilitiesReportBuilder::modeName(format, mode) != nullptr;
+      EXPECT_EQ(text(vxCapabilitiesReportBuilder::modeName(format, mode)),
+                text(vxVideoFormat::modeName(uint32_t(format), uint32_t(mode))));
+    }
+  EXPECT_EQ(modes, 23);
+  for (int rate = 0; rate <= 8; ++rate)
+    EXPECT_EQ(text(vxCapabilitiesReportBuilder::rateName(rate)),
+              text(vxVideoFormat::rateName(uint32_t(rate))));
+  for (int id = 0; id <= 11; ++id)
+    EXPECT_EQ(text(vxCapabilitiesReportBuilder::colorCodingName(id)),
+              text(vxVideoFormat::colorCodingName(uint32_t(id))));
+}
+
+// The dump's own configuration ROM walk over the ROMs of nine real cameras:
+// every value it prints is the quadlet the ROM holds at the address it names
+// (0 outside the ROM), the directory addresses follow from those values, and
+// the entry lines are as many as the header it lands on counts.
+TEST(RealConfigRoms, DumpWalkReadsWhatTheRomHolds) {
+  size_t roms = 0;
+  for (const auto& file :
+       std::filesystem::directory_iterator(pralix_test::testDataDir() + "/config-roms")) {
+    if (file.path().extension() != ".txt") continue;
+    SCOPED_TRACE(file.path().filename().string());
+    ++roms;
+    FakeModule module{1, false, false};
+    FakeCamera& cam = module.fake(0);
+    std::map<uint32_t, uint32_t> rom;
+    std::ifstream in(file.path());
+    for (std::string line; std::getline(in, line);) {
+      if (line.empty() || line[0] == '#') continue;
+      std::istringstream fields(line);
+      uint32_t address = 0, value = 0;
+      fields >> std::hex >> address >> value;
+      rom[address] = value;
+      cam.set(address, value);
+    }
+    ASSERT_GT(rom.size(), 16u);
+    auto at = [&](uint32_t address) { return rom.count(address) ? rom[address] : 0u; };
+
+    const std::string text = vxRegisterDumpBuilder::build(0, module, {});
+    const std::string walk =
+        between(text, "CONFIGURATION ROM SECTION ************\r\n", "\r\n*****");
+    const uint32_t v1 = at(0xF0000424);
+    const uint32_t unitDir = 0xF0000430u + 4u * (v1 & 0xFFFFFFu);
+    const uint32_t v2 = at(unitDir);
+    const uint32_t dependentDir = unitDir + 4u * (v2 & 0xFFFFFFu);
+    const uint32_t v3 = at(dependentDir);
+    std::string expected = vxFormat(
+        "\r\nConfig ROM Base Address is : 0xF0000400\r\nReading Unit Directory Offset: F0000424 "
+        "Value : %X"
+        "\r\nReading Unit Dependent Directory Offset: %X Value : %X"
+        "\r\nReading Unit Dependent Directory Root: %X Value : %X"
+        "\r\nNumber of Unit Dependent Directory Entries: %d",
+        v1, unitDir, v2, dependentDir, v3, int(v3 >> 16));
+    ASSERT_EQ(walk.substr(0, expected.size()), expected);
+    const std::regex entry(
+        "\r\nReading Unit Dependent Directory Entry # (\\d+) : ([0-9A-F]+) Value : ([0-9A-F]+)");
+    uint32_t n = 0;
+    for (auto it = std::sregex_iterator(walk.begin(), walk.end(), entry);
+         it != std::sregex_iterator(); ++it, ++n) {
+      EXPECT_EQ(std::stoul((*it)[1]), n);
+      const uint32_t address = uint32_t(std::stoul((*it)[2], nullptr, 16));
+      EXPECT_EQ(address, dependentDir + 4u + 4u * n);
+      EXPECT_EQ(uint32_t(std::stoul((*it)[3], nullptr, 16)), at(address)) << std::hex << address;
+    }
+    EXPECT_EQ(n, v3 >> 16);
+  }
+  EXPECT_EQ(roms, 9u);
 }
 
 }  // namespace

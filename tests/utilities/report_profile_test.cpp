@@ -6,17 +6,20 @@
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "acquisition/dcam_registers.h"
 #include "acquisition/sim_control.h"
+#include "base/format.h"
 #include "modules/qrvnvdcam/module.h"
 #include "regmodel/register_accessor.h"
 #include "support/report_text.h"
+#include "support/test_paths.h"
 #include "utilities/capabilities_report.h"
 #include "utilities/feature_props.h"
 #include "utilities/register_dump.h"
-#include "support/test_paths.h"
 
 namespace {
 
@@ -121,6 +124,27 @@ TEST_P(ProfileReportTest, DumpFormat7SectionsFollowTheProfile) {
   // At most 31 quadlets per mode; unanswered ones are left out.
   EXPECT_LE(count(raw, "\r\nReading : "), 31 * modes);
   EXPECT_GE(count(raw, "\r\nReading : "), modes);
+}
+
+// Every Format_7 mode is left with a colour coding it offers, so the camera
+// is usable after a dump: no VALUE_SETTING error, the report's coding line
+// names an offered coding.
+TEST_P(ProfileReportTest, DumpLeavesEachFormat7ModeWithACodingItOffers) {
+  if (!GetParam().format7) GTEST_SKIP() << "no Format_7";
+  const std::string text = vxRegisterDumpBuilder::build(0, *module, {});
+  vx1394DCAM& camera = module->camera(0);
+  vxDcamSupportTable support(camera);
+  for (uint32_t n = 0; n < 7; ++n) {
+    const std::optional<vxDcamFormat7Mode> mode = vxDcamReadFormat7Mode(support, n);
+    if (!support.isSupported(7, n, 0) || !mode) continue;
+    SCOPED_TRACE(n);
+    EXPECT_TRUE(mode->supportsColorCoding(mode->colorCodingId)) << mode->colorCodingId;
+    if (mode->hasValueSetting()) {
+      EXPECT_EQ(mode->valueSetting & vxDcamReg::kValueSettingError1, 0u);
+    }
+    const std::string block = between(text, vxFormat("\r\nFormat 7 Mode %u\r\n", n), "\r\nTop X");
+    EXPECT_EQ(count(block, vxFormat("\r\nColor Coding : %u", mode->colorCodingId)), 1u) << block;
+  }
 }
 
 TEST_P(ProfileReportTest, CapabilitiesHaveTheirSectionsAndUsualFigures) {

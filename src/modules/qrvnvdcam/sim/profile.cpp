@@ -235,6 +235,35 @@ void readTrigger(const Reader& r, const json& value, const std::string& where, i
   t.valueRead = getBool(r, value, where, "valueRead", false);
 }
 
+// "800-81C" or "F0F00800": one address or an inclusive range, hexadecimal,
+// an offset from the command register base or an absolute CSR address.
+std::vector<vx_SimAddressRange> addressRanges(const Reader& r, const json& list,
+                                              const std::string& where) {
+  if (!list.is_array())
+    r.fail(where, "must be a list of hexadecimal addresses or ranges (\"800-81C\")");
+  std::vector<vx_SimAddressRange> ranges;
+  for (size_t i = 0; i < list.size(); ++i) {
+    const std::string item = Reader::join(where, std::to_string(i));
+    const std::string text = r.text(list[i], item);
+    const size_t dash = text.find('-');
+    const std::string parts[2] = {text.substr(0, dash), dash == std::string::npos
+                                                            ? text.substr(0, dash)
+                                                            : text.substr(dash + 1)};
+    unsigned long long bounds[2] = {0, 0};
+    for (int b = 0; b < 2; ++b) {
+      std::string digits = parts[b];
+      if (digits.rfind("0x", 0) == 0 || digits.rfind("0X", 0) == 0) digits = digits.substr(2);
+      if (digits.empty() || digits.size() > 8 ||
+          digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos ||
+          !vxParseHex(digits, bounds[b]) || (bounds[b] & 3) != 0)
+        r.fail(item, vxFormat("\"%s\" is not a quadlet address or range of them", text.c_str()));
+    }
+    if (bounds[1] < bounds[0]) r.fail(item, "the range ends before it starts");
+    ranges.push_back({uint32_t(bounds[0]), uint32_t(bounds[1])});
+  }
+  return ranges;
+}
+
 void readFormats(const Reader& r, const json& list, vx_SimProfile& p) {
   r.array(list, "formats");
   for (size_t i = 0; i < list.size(); ++i) {
@@ -366,7 +395,7 @@ vx_SimProfile vxParseSimProfile(const std::string& text, const std::string& file
   r.onlyKeys(doc, "",
              {"vendor", "model", "guid", "iidcVersion", "ieee1394b", "commandRegsBase", "formats",
               "format7", "valueSetting", "features", "trigger", "pio", "strobe", "oneShot",
-              "multiShot", "cameraPower", "memoryChannels", "default", "comment"});
+              "multiShot", "cameraPower", "memoryChannels", "default", "comment", "faults"});
   vx_SimProfile p;
   p.file = file;
   p.name = fs::path(file).stem().string();
@@ -471,6 +500,14 @@ vx_SimProfile vxParseSimProfile(const std::string& text, const std::string& file
   p.multiShot = getBool(r, doc, "", "multiShot", false);
   p.cameraPower = getBool(r, doc, "", "cameraPower", false);
   p.memoryChannels = getUint(r, doc, "", "memoryChannels", 0, 15);
+  if (auto it = doc.find("faults"); it != doc.end()) {
+    r.object(*it, "faults");
+    r.onlyKeys(*it, "faults", {"read", "write"});
+    if (auto f = it->find("read"); f != it->end())
+      p.readFaults = addressRanges(r, *f, "faults.read");
+    if (auto f = it->find("write"); f != it->end())
+      p.writeFaults = addressRanges(r, *f, "faults.write");
+  }
 
   // Power-on video setting: the profile's, else the first mode offered at its
   // fastest rate.

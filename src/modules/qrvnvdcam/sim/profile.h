@@ -92,6 +92,13 @@ struct vx_SimStrobeProfile {
   bool readout = true;
 };
 
+// Quadlet addresses first to last, inclusive; offsets from the command
+// register base below 0xF0000000, absolute CSR addresses from there up.
+struct vx_SimAddressRange {
+  uint32_t first = 0;
+  uint32_t last = 0;
+};
+
 struct vx_SimProfile {
   class Error : public vxException {
    public:
@@ -132,6 +139,11 @@ struct vx_SimProfile {
   int defaultFormat = 0;
   int defaultMode = 0;
   int defaultRate = 0;
+
+  // Registers that fail every read or write from power-on, to rehearse a
+  // camera with broken registers.
+  std::vector<vx_SimAddressRange> readFaults;
+  std::vector<vx_SimAddressRange> writeFaults;
 
   bool modeSupported(int format, int mode) const;
   bool rateSupported(int format, int mode, int rate) const;

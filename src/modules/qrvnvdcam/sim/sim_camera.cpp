@@ -71,6 +71,10 @@ vx_SimCamera::vx_SimCamera(vx_SimProfile profile)
   m_rom = vxBuildConfigRom(info);
   buildPowerOn();
   m_powerOn = m_regs;
+  for (const vx_SimAddressRange& range : m_profile.readFaults)
+    for (uint64_t a = range.first; a <= range.last; a += 4) setReadFault(uint32_t(a), true);
+  for (const vx_SimAddressRange& range : m_profile.writeFaults)
+    for (uint64_t a = range.first; a <= range.last; a += 4) setWriteFault(uint32_t(a), true);
 }
 
 vxDcamIdentity vx_SimCamera::identity() const {
