@@ -128,3 +128,13 @@ vxHostInfoSources vxLocalHostInfoSources(const vxSysfs& sysfs, vx_DcamModule* mo
   sources.module = module;
   return sources;
 }
+
+std::string vxSysfsRootPath() {
+  const char* root = std::getenv("PRALIX_SYSFS_ROOT");
+  return root && *root ? root : "/sys";
+}
+
+std::string vxDevRootPath() {
+  const char* root = std::getenv("PRALIX_DEV_ROOT");
+  return root && *root ? root : "/dev";
+}

@@ -59,3 +59,9 @@ struct vxHostInfo {
 vxHostInfo vxCollectHostInfo(const vxHostInfoSources& sources);
 // The sources of this machine: /sys, the running kernel, the loaded libdc1394.
 vxHostInfoSources vxLocalHostInfoSources(const vxSysfs& sysfs, vx_DcamModule* module);
+
+// The sysfs root and the device folder of this machine: /sys and /dev, or
+// PRALIX_SYSFS_ROOT and PRALIX_DEV_ROOT when set (a copied tree of another
+// station, or the tests' fixtures).
+std::string vxSysfsRootPath();
+std::string vxDevRootPath();
