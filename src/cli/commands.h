@@ -170,3 +170,24 @@ class AcquireCommand : public CliCommand {
   bool m_queued = false;
   int m_simUnplugAfter = 0;
 };
+
+// The host's versions, the IIDC units with their drivers and the 1394 adapters.
+class HostCommand : public CliCommand {
+ public:
+  CLI::App* setup(CLI::App& app) override;
+  int run(CliContext& context) override;
+
+ private:
+  bool m_json = false;
+};
+
+// The adapters with their parents and the cameras on each bus.
+class TopologyCommand : public CliCommand {
+ public:
+  CLI::App* setup(CLI::App& app) override;
+  int run(CliContext& context) override;
+
+ private:
+  bool m_json = false;
+  bool m_legacy = false;
+};

@@ -23,6 +23,8 @@ std::vector<std::unique_ptr<CliCommand>> makeCommands() {
   commands.push_back(std::make_unique<CapsCommand>());
   commands.push_back(std::make_unique<FormatsCommand>());
   commands.push_back(std::make_unique<AcquireCommand>());
+  commands.push_back(std::make_unique<HostCommand>());
+  commands.push_back(std::make_unique<TopologyCommand>());
   return commands;
 }
 
