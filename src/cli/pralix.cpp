@@ -18,6 +18,7 @@ std::vector<std::unique_ptr<CliCommand>> makeCommands() {
   commands.push_back(std::make_unique<CapsCommand>());
   commands.push_back(std::make_unique<FormatsCommand>());
   commands.push_back(std::make_unique<AcquireCommand>());
+  commands.push_back(std::make_unique<ValidateCommand>());
   return commands;
 }
 

@@ -49,6 +49,12 @@ class vxValidationSuite {
   // Converts stopwatch seconds into camera seconds; the simulated bus runs
   // its clock this many times faster than real time.
   void setClockScale(double scale) { m_clockScale = scale; }
+  // Both of the above for a camera whose clock runs timeScale times faster
+  // than real time (0: unpaced, frames come as fast as they can be taken).
+  void followTimeScale(double timeScale) {
+    m_clockScale = timeScale;
+    m_triggerTimeout = timeScale > 0.0 ? 2.0 / timeScale : 0.01;
+  }
 
   // Read between tests: a test in progress finishes. Any thread may call it.
   void requestStop() { m_stop.store(true); }
