@@ -191,3 +191,18 @@ class TopologyCommand : public CliCommand {
   bool m_json = false;
   bool m_legacy = false;
 };
+
+// Runs the validation suite on a camera and format, printing the report as it
+// grows; optionally a JUnit file for a station's automated checks.
+class ValidateCommand : public CliCommand {
+ public:
+  CLI::App* setup(CLI::App& app) override;
+  int run(CliContext& context) override;
+
+ private:
+  int m_camera = 0;
+  std::string m_format;
+  std::string m_test;
+  std::string m_junit;
+  bool m_json = false;
+};

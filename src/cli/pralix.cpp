@@ -25,6 +25,7 @@ std::vector<std::unique_ptr<CliCommand>> makeCommands() {
   commands.push_back(std::make_unique<AcquireCommand>());
   commands.push_back(std::make_unique<HostCommand>());
   commands.push_back(std::make_unique<TopologyCommand>());
+  commands.push_back(std::make_unique<ValidateCommand>());
   return commands;
 }
 
