@@ -365,6 +365,24 @@ void CAcqDialog::appendLog(const std::string& text) {
   bar->setValue(bar->maximum());
 }
 
+void CAcqDialog::postLog(std::string text) {
+  std::lock_guard lock(m_logMutex);
+  m_pendingLog.push_back(std::move(text));
+  if (m_drainPosted) return;
+  m_drainPosted = true;
+  m_calls.poster()([this] { drainLog(); });
+}
+
+void CAcqDialog::drainLog() {
+  std::vector<std::string> lines;
+  {
+    std::lock_guard lock(m_logMutex);
+    lines.swap(m_pendingLog);
+    m_drainPosted = false;
+  }
+  for (const std::string& text : lines) appendLog(text);
+}
+
 std::string CAcqDialog::stamped(const char* format) const {
   std::string text = format;
   const size_t at = text.find("%s");
@@ -402,6 +420,11 @@ void CAcqDialog::selectCamera() {
     error(kPleaseSelectCamera);
     return;
   }
+  bindCamera(std::move(entry));
+}
+
+void CAcqDialog::useCamera(std::shared_ptr<vxCameraEntry> entry) {
+  if (m_workerRunning || !entry) return;
   bindCamera(std::move(entry));
 }
 
@@ -756,9 +779,7 @@ void CAcqDialog::startWorker(bool continuous) {
 
 void CAcqDialog::workerMain(vxPtrHandle<vxAcqFifo> fifo, bool continuous, double timeout) {
   const CQueuedCalls::Post post = m_calls.poster();
-  auto log = [&post, this](std::string text) {
-    post([this, text = std::move(text)] { appendLog(text); });
-  };
+  auto log = [this](std::string text) { postLog(std::move(text)); };
   auto stampNow = [](const char* format, auto... args) {
     return vxFormat(format, vxTimeStamp().c_str(), args...);
   };
@@ -869,6 +890,9 @@ void CAcqDialog::joinWorker() {
   lock.unlock();
   m_worker.join();
   m_workerRunning = false;
+  // The worker's lines, its stop line last, come before anything the
+  // window logs after the stop.
+  drainLog();
 }
 
 void CAcqDialog::onWorkerDone() {

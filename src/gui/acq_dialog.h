@@ -76,6 +76,8 @@ class CAcqDialog : public QDialog {
 
  public slots:
   void selectCamera();
+  // Binds the window to a camera as a choice in the selection dialog does.
+  void useCamera(std::shared_ptr<vxCameraEntry> entry);
   void initializeAcquisition();
   void singleImage();
   // The "Continuous" button: starts, or stops when running.
@@ -103,6 +105,11 @@ class CAcqDialog : public QDialog {
  private:
   // Log text, "\r\n" separated lines; "%s-:" stamps are made by the caller.
   void appendLog(const std::string& text);
+  // Worker side: queues text for the log and, once per batch, a call that
+  // appends it on the GUI thread.
+  void postLog(std::string text);
+  // Appends what the worker has queued so far.
+  void drainLog();
   std::string stamped(const char* format) const;
   void error(const QString& text);
   bool cameraResponds() const;
@@ -150,6 +157,9 @@ class CAcqDialog : public QDialog {
   std::mutex m_workerMutex;
   std::condition_variable m_workerDone;
   bool m_workerEnded = true;
+  std::mutex m_logMutex;
+  std::vector<std::string> m_pendingLog;
+  bool m_drainPosted = false;
   mutable std::mutex m_imageMutex;
   vxPtrHandle<vxAcqImage> m_lastImage;
   struct HistogramMailbox {

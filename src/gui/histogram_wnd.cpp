@@ -18,10 +18,11 @@ const QColor CHistogramWnd::kBlueMarker = QColor(64, 64, 255);
 
 namespace {
 
+// The small font keeps the whole statistics line under a narrow plot.
 QFont statisticsFont() {
-  QFont font("MS Sans Serif");
+  QFont font("Small Fonts");
   font.setStyleHint(QFont::SansSerif);
-  font.setPointSize(8);
+  font.setPointSize(7);
   return font;
 }
 
@@ -90,6 +91,10 @@ QRect CHistogramWnd::plotRect(const QSize& size, int textHeight) {
   const int right = std::max(left + 1, size.width() - 5);
   const int bottom = std::max(top + 1, size.height() - textHeight - 6);
   return QRect(QPoint(left, top), QPoint(right, bottom));
+}
+
+QRect CHistogramWnd::plotArea(const QSize& size) const {
+  return plotRect(size, QFontMetrics(statisticsFont()).height());
 }
 
 void CHistogramWnd::render(QImage& target) const {

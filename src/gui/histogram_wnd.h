@@ -61,6 +61,8 @@ class CHistogramWnd : public QWidget {
   QString statisticsLine() const;
   // The plot's rectangle in an image of this size: left, top, right, bottom.
   static QRect plotRect(const QSize& size, int textHeight);
+  // The same with the height of the statistics line's font.
+  QRect plotArea(const QSize& size) const;
   // Draws the whole control into an image of its size.
   void render(QImage& target) const;
 

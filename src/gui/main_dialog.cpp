@@ -19,6 +19,7 @@
 
 #include "acquisition/dcam_module.h"
 #include "app/camera_list.h"
+#include "gui/acq_screenshots.h"
 #include "gui/acq_windows.h"
 #include "gui/bus_event_log.h"
 #include "gui/dcam_pralix_app.h"
@@ -241,7 +242,8 @@ int DcamPralixDlg::saveScreenshots(const QString& directory) {
       ++saved;
     m_simBus->close();
   }
-  return saved + saveCameraScreenshots(dir);
+  saved += saveCameraScreenshots(dir);
+  return saved + saveAcquisitionScreenshots(*m_acqWindows, *m_services.cameras, dir);
 }
 
 int DcamPralixDlg::saveCameraScreenshots(const QDir& dir) {
