@@ -774,10 +774,12 @@ void CAcqDialog::startWorker(bool continuous) {
     m_workerEnded = false;
   }
   m_singleButton->setEnabled(false);
-  m_worker = std::thread(&CAcqDialog::workerMain, this, m_fifo, continuous, m_timeout);
+  m_worker = std::thread(&CAcqDialog::workerMain, this, m_fifo, continuous, m_timeout,
+                         ++m_workerGeneration);
 }
 
-void CAcqDialog::workerMain(vxPtrHandle<vxAcqFifo> fifo, bool continuous, double timeout) {
+void CAcqDialog::workerMain(vxPtrHandle<vxAcqFifo> fifo, bool continuous, double timeout,
+                            int generation) {
   const CQueuedCalls::Post post = m_calls.poster();
   auto log = [this](std::string text) { postLog(std::move(text)); };
   auto stampNow = [](const char* format, auto... args) {
@@ -835,7 +837,7 @@ void CAcqDialog::workerMain(vxPtrHandle<vxAcqFifo> fifo, bool continuous, double
     m_workerEnded = true;
   }
   m_workerDone.notify_all();
-  post([this] { onWorkerDone(); });
+  post([this, generation] { onWorkerDone(generation); });
 }
 
 void CAcqDialog::clampPace(Clock::time_point& last) {
@@ -895,7 +897,9 @@ void CAcqDialog::joinWorker() {
   drainLog();
 }
 
-void CAcqDialog::onWorkerDone() {
+void CAcqDialog::onWorkerDone(int generation) {
+  // A worker that a stop joined already may report after the next one began.
+  if (generation != m_workerGeneration) return;
   // A run that ended by itself (the camera went) ends as a stop does.
   if (m_worker.joinable()) {
     joinWorker();

@@ -128,12 +128,13 @@ class CAcqDialog : public QDialog {
 
   // The worker: one image or a continuous run on its own thread.
   void startWorker(bool continuous);
-  void workerMain(vxPtrHandle<vxAcqFifo> fifo, bool continuous, double timeout);
+  void workerMain(vxPtrHandle<vxAcqFifo> fifo, bool continuous, double timeout, int generation);
   void deliver(const vxPtrHandle<vxAcqImage>& image);
   void clampPace(std::chrono::steady_clock::time_point& last);
   // Ends the worker within a short time even when the camera stalls.
   void joinWorker();
-  void onWorkerDone();
+  // generation tells a late report of an earlier worker from the current one's.
+  void onWorkerDone(int generation);
   void finishRun();
 
   CPageServices m_services;
@@ -150,6 +151,7 @@ class CAcqDialog : public QDialog {
 
   // Shared with the worker.
   std::thread m_worker;
+  int m_workerGeneration = 0;
   std::atomic<bool> m_workerRunning{false};
   std::atomic<bool> m_stopRequested{false};
   std::atomic<bool> m_displayOn{true};

@@ -113,7 +113,8 @@ void CHistogramWnd::render(QImage& target) const {
     painter.drawLine(x, T + 1, x, B - 1);
   }
   painter.setPen(QPen(kFrameGreen, 1));
-  painter.drawRect(QRect(QPoint(L, T), QPoint(R, B)));
+  // A stroked rectangle covers its size plus the pen: edges on L, R, T and B.
+  painter.drawRect(QRect(L, T, R - L, B - T));
 
   const uint32_t scale = verticalScale();
   const double unit = static_cast<double>(B - T) / (static_cast<double>(scale) + 1.0);
