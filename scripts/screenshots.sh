@@ -7,6 +7,10 @@
 #   dcam_properties-gain.png         DCAM Properties with Gain shown
 #   camera_capabilities-finished.png a finished capabilities report
 #   register_dump-finished.png       a finished register dump
+#   acquisition-window-N.png         three acquisition windows acquiring together
+#   acquisition-display_console*.png their display consoles
+#   acquisition-histogram.png        the first window's histogram
+#   acquisition-window-unplugged.png the second window after its camera was unplugged
 #
 #   scripts/screenshots.sh [BUILD_DIR] [OUTPUT_DIR] [PROFILES]
 #
