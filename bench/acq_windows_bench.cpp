@@ -51,8 +51,8 @@ int main(int argc, char** argv) {
   vx_ModuleOptions options;
   options.simulate = true;
   options.realBus = false;
-  options.simulatedProfiles = {"orbel-ux1600b", "orbel-ux1600b", "orbel-ux1600b",
-                               "orbel-ux1600b", "korvane-kv640m"};
+  options.simulatedProfiles = {"orbel-ux1600b", "orbel-ux1600b", "orbel-ux1600b", "orbel-ux1600b",
+                               "korvane-kv640m"};
   options.profileDirs = {std::string(PRALIX_SOURCE_DATA_DIR) + "/profiles"};
   vx_QrvnvDcamModule module(options);
   vx_SimBusControl& sim = *module.simControl();

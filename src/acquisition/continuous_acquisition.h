@@ -67,9 +67,9 @@ class vxContinuousAcquisition {
   struct Pass {
     int number = 0;  // 1 for the first pass of the run
     vxAcqResult result;
-    double ms = 0.0;          // from before the start to the completion
-    std::string refused;      // the start was refused, with this reason; nothing timed
-    bool cancelled = false;   // the wait ended for a stop; nothing timed
+    double ms = 0.0;         // from before the start to the completion
+    std::string refused;     // the start was refused, with this reason; nothing timed
+    bool cancelled = false;  // the wait ended for a stop; nothing timed
     bool succeeded() const { return refused.empty() && !cancelled && result.succeeded(); }
   };
 

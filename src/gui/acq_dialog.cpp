@@ -126,7 +126,8 @@ CAcqDialog::CAcqDialog(const CPageServices& services, QWidget* parent)
   auto* statsLayout = new QFormLayout(stats);
   m_imagesField = readOnlyField("imagesAcquired", "0");
   m_rateField = readOnlyField("acquisitionRate", "0fps");
-  m_shortestField = readOnlyField("shortestTime", vxFormat("%3.2fms", vxAcqTiming::kInitialShortestMs).c_str());
+  m_shortestField =
+      readOnlyField("shortestTime", vxFormat("%3.2fms", vxAcqTiming::kInitialShortestMs).c_str());
   m_longestField = readOnlyField("longestTime", vxFormat("%3.2fms", 0.0).c_str());
   m_timeoutEdit = new QLineEdit(QString::number(m_timeout));
   m_timeoutEdit->setObjectName("timeoutEdit");
@@ -291,8 +292,8 @@ CAcqDialog::CAcqDialog(const CPageServices& services, QWidget* parent)
     });
   });
   connect(m_bytesPerPacket, &QSpinBox::editingFinished, this, [this] {
-    const double share = static_cast<double>(m_bytesPerPacket->value()) /
-                         std::max(1, m_bytesPerPacket->maximum());
+    const double share =
+        static_cast<double>(m_bytesPerPacket->value()) / std::max(1, m_bytesPerPacket->maximum());
     applyProperty([share](vxAcqFifo& fifo) { fifo.bandwidthProp()->bandwidth(share); });
   });
   connect(m_roiHeight, &QSpinBox::editingFinished, this, [this] {
@@ -442,8 +443,8 @@ void CAcqDialog::bindCamera(std::shared_ptr<vxCameraEntry> entry) {
   setWindowTitle(QString("%1 - %2").arg(kTitle, name));
   m_formatList->clear();
   try {
-    for (const std::string& format :
-         vxVideoFormat::supportedNames(m_services.cameras->module().camera(m_entry->cameraNumber())))
+    for (const std::string& format : vxVideoFormat::supportedNames(
+             m_services.cameras->module().camera(m_entry->cameraNumber())))
       m_formatList->addItem(QString::fromStdString(format));
   } catch (const std::exception& e) {
     appendLog(std::string(e.what()) + "\r\n");
@@ -512,7 +513,8 @@ void CAcqDialog::setUpExposure() {
     return;
   }
   vx1394DCAM& camera = m_fifo->camera();
-  const std::optional<vxDcamFeatureInfo> shutter = vxDcamReadFeature(camera, vxDcamFeature::Shutter);
+  const std::optional<vxDcamFeatureInfo> shutter =
+      vxDcamReadFeature(camera, vxDcamFeature::Shutter);
   if (!shutter || !shutter->present) {
     allow(m_exposureEdit, false, "The camera has no shutter (exposure) feature.");
     m_exposureRange->clear();
@@ -553,12 +555,13 @@ void CAcqDialog::setUpControls() {
     const int unit = static_cast<int>(std::max(f7->unitBytesPerPacket, 1u));
     m_bytesPerPacket->setRange(unit, static_cast<int>(f7->maxBytesPerPacket));
     m_bytesPerPacket->setSingleStep(unit);
-    m_bytesPerPacket->setValue(static_cast<int>(f7->bytesPerPacket ? f7->bytesPerPacket
-                                                                   : f7->maxBytesPerPacket));
+    m_bytesPerPacket->setValue(
+        static_cast<int>(f7->bytesPerPacket ? f7->bytesPerPacket : f7->maxBytesPerPacket));
     allow(m_bytesPerPacket, true, {});
   } else {
-    allow(m_bytesPerPacket, false,
-          haveFifo ? "The packet size is fixed by the format; only Format_7 modes set it." : noFifo);
+    allow(
+        m_bytesPerPacket, false,
+        haveFifo ? "The packet size is fixed by the format; only Format_7 modes set it." : noFifo);
   }
   if (haveFifo) {
     m_roiHeight->setRange(1, static_cast<int>(m_fifo->imageHeight()));
@@ -567,11 +570,12 @@ void CAcqDialog::setUpControls() {
   }
   allow(m_roiHeight, haveFifo, noFifo);
 
-  const bool needsStarts =
-      haveFifo && m_fifo->triggerProp().triggerModel() && m_fifo->triggerProp().triggerModel()->needsStarts();
+  const bool needsStarts = haveFifo && m_fifo->triggerProp().triggerModel() &&
+                           m_fifo->triggerProp().triggerModel()->needsStarts();
   allow(m_clampCheck, needsStarts,
-        haveFifo ? "The trigger model acquires without starts; the camera's frame rate sets the pace."
-                 : noFifo);
+        haveFifo
+            ? "The trigger model acquires without starts; the camera's frame rate sets the pace."
+            : noFifo);
 
   vx_SimBusControl* sim = m_services.cameras->module().simControl();
   bool simulated = false;
@@ -587,7 +591,8 @@ void CAcqDialog::setUpControls() {
         haveFifo ? "The camera has no brightness feature." : noFifo);
   if (haveFifo && m_fifo->contrastBrightnessProp()) {
     const QSignalBlocker block(m_brightness);
-    m_brightness->setValue(static_cast<int>(std::lround(m_fifo->contrastBrightnessProp()->brightness() * 100)));
+    m_brightness->setValue(
+        static_cast<int>(std::lround(m_fifo->contrastBrightnessProp()->brightness() * 100)));
   }
   if (!haveFifo) allow(m_exposureEdit, false, noFifo);
 
@@ -620,10 +625,11 @@ void CAcqDialog::setUpControls() {
 }
 
 void CAcqDialog::setSetupEnabled(bool enabled) {
-  for (QWidget* w : {static_cast<QWidget*>(m_selectButton), static_cast<QWidget*>(m_formatList),
-                     static_cast<QWidget*>(m_initializeButton), static_cast<QWidget*>(m_queueStarts),
-                     static_cast<QWidget*>(m_triggerModels), static_cast<QWidget*>(m_singleButton),
-                     static_cast<QWidget*>(m_bytesPerPacket), static_cast<QWidget*>(m_roiHeight)})
+  for (QWidget* w :
+       {static_cast<QWidget*>(m_selectButton), static_cast<QWidget*>(m_formatList),
+        static_cast<QWidget*>(m_initializeButton), static_cast<QWidget*>(m_queueStarts),
+        static_cast<QWidget*>(m_triggerModels), static_cast<QWidget*>(m_singleButton),
+        static_cast<QWidget*>(m_bytesPerPacket), static_cast<QWidget*>(m_roiHeight)})
     w->setEnabled(enabled);
   if (enabled) setUpControls();
 }
@@ -753,8 +759,7 @@ void CAcqDialog::updateStatistics() {
   m_imagesField->setText(QString::fromStdString(vxFormat("%d", static_cast<int>(s.acquired))));
   if (s.acquired != 0) {
     const double seconds = m_rateWatch.seconds();
-    const int rate =
-        seconds > 0 ? static_cast<int>((s.acquired - m_lastRateCount) / seconds) : 0;
+    const int rate = seconds > 0 ? static_cast<int>((s.acquired - m_lastRateCount) / seconds) : 0;
     m_rateField->setText(QString::fromStdString(vxFormat("%dfps", rate)));
     m_rateWatch.restart();
     m_lastRateCount = s.acquired;
@@ -793,9 +798,8 @@ void CAcqDialog::workerMain(vxPtrHandle<vxAcqFifo> fifo, bool continuous, double
         deliver(pass.result.image);
         log(stampNow("%s-: Acquired one image.\r\n"));
       } else {
-        const std::string why = pass.refused.empty()
-                                    ? vxAcquireFailureWords(pass.result.info).front()
-                                    : pass.refused;
+        const std::string why =
+            pass.refused.empty() ? vxAcquireFailureWords(pass.result.info).front() : pass.refused;
         log(stampNow("%s-: Acquire failed: %s\r\n", why.c_str()));
       }
     } else {
@@ -957,7 +961,8 @@ void CAcqDialog::saveImage() {
   const bool sixteen = isSixteenBitGrey(image->coding()) ||
                        image->coding() == vxPixelCoding::RGB16 ||
                        image->coding() == vxPixelCoding::SignedRGB16;
-  const QString filter = sixteen ? "Raw 16-bit (*.pgm *.ppm);;PNG image (*.png)" : "PNG image (*.png)";
+  const QString filter =
+      sixteen ? "Raw 16-bit (*.pgm *.ppm);;PNG image (*.png)" : "PNG image (*.png)";
   const QString path = m_fileNamePrompt(this, "Save Image", filter);
   if (path.isEmpty()) return;
   const bool raw = sixteen && (path.endsWith(".pgm", Qt::CaseInsensitive) ||

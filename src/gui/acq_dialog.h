@@ -71,7 +71,8 @@ class CAcqDialog : public QDialog {
   vxAcqStatistics::Snapshot statistics() const { return m_statistics.snapshot(); }
 
   // How the user is asked for a file name to save to; tests answer it.
-  using FileNamePrompt = std::function<QString(QWidget*, const QString& caption, const QString& filter)>;
+  using FileNamePrompt =
+      std::function<QString(QWidget*, const QString& caption, const QString& filter)>;
   void setFileNamePrompt(FileNamePrompt prompt) { m_fileNamePrompt = std::move(prompt); }
 
  public slots:

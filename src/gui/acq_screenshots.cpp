@@ -59,7 +59,8 @@ int saveAcquisitionScreenshots(CAcqWindows& windows, vxCameraList& cameras, cons
     window->initializeAcquisition();
     // A Format_7 camera takes a quarter of the bus, so that the three
     // streams fit in its bandwidth together.
-    if (auto* packet = window->findChild<QSpinBox*>("bytesPerPacket"); packet && packet->isEnabled()) {
+    if (auto* packet = window->findChild<QSpinBox*>("bytesPerPacket");
+        packet && packet->isEnabled()) {
       packet->setValue(packet->maximum() / 4);
       emit packet->editingFinished();
     }

@@ -83,7 +83,7 @@ class CDisplayFeed {
   std::condition_variable m_wake;
   vxPtrHandle<vxAcqImage> m_waiting;  // the image event: a new image to draw
   vxPtrHandle<vxAcqImage> m_last;
-  bool m_refresh = false;             // the refresh event
+  bool m_refresh = false;  // the refresh event
   bool m_quit = false;
   std::atomic<uint64_t> m_offered{0}, m_replaced{0};
   CQueuedCalls m_calls;

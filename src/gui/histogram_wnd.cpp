@@ -135,8 +135,8 @@ void CHistogramWnd::render(QImage& target) const {
   painter.drawLine(previous, QPoint(x, B));
 
   if (m_showMarkers && R - L < kMarkerPlotWidthLimit) {
-    for (const auto& [bin, colour] : {std::pair{m_redMarker, kRedMarker},
-                                      std::pair{m_blueMarker, kBlueMarker}}) {
+    for (const auto& [bin, colour] :
+         {std::pair{m_redMarker, kRedMarker}, std::pair{m_blueMarker, kBlueMarker}}) {
       const int mx = L + (R - L) * bin / vxHistogram::kBins;
       painter.setPen(QPen(colour, 1));
       painter.drawLine(mx, T, mx, B);
@@ -176,17 +176,18 @@ QMenu* CHistogramWnd::buildMenu() {
       ->setObjectName("actionZoomOut");
   menu->addAction("Full Scale Count ...", this, [this] {
     bool ok = false;
-    const int count = QInputDialog::getInt(this, "Image Histogram", "Full scale count:",
-                                           static_cast<int>(m_fixedScale), 1, 1 << 30, 100, &ok);
+    const int count = QInputDialog::getInt(this, "Image Histogram",
+                                           "Full scale count:", static_cast<int>(m_fixedScale), 1,
+                                           1 << 30, 100, &ok);
     if (ok) setFixedScale(static_cast<uint32_t>(count));
   });
   menu->addAction("Marker Bins ...", this, [this] {
     bool ok = false;
-    const int red = QInputDialog::getInt(this, "Image Histogram", "Red marker bin:", m_redMarker,
-                                         0, 255, 1, &ok);
+    const int red = QInputDialog::getInt(this, "Image Histogram", "Red marker bin:", m_redMarker, 0,
+                                         255, 1, &ok);
     if (!ok) return;
-    const int blue = QInputDialog::getInt(this, "Image Histogram", "Blue marker bin:",
-                                          m_blueMarker, 0, 255, 1, &ok);
+    const int blue = QInputDialog::getInt(this, "Image Histogram", "Blue marker bin:", m_blueMarker,
+                                          0, 255, 1, &ok);
     if (ok) setMarkers(red, blue);
   });
   return menu;

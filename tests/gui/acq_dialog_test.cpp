@@ -231,7 +231,8 @@ class AcqDialogTest : public QObject {
       window->useCamera(f.cameras.entry(queued ? 0 : 1));
       auto* formats = window->findChild<QComboBox*>("videoFormatList");
       formats->setCurrentIndex(formats->findText("640x480 Mono 30 FPS"));
-      window->findChild<QComboBox*>("triggerModelList")->setCurrentText("Manual Trigger - Software");
+      window->findChild<QComboBox*>("triggerModelList")
+          ->setCurrentText("Manual Trigger - Software");
       window->findChild<QCheckBox*>("queueStartsCheck")->setChecked(queued);
       AcqFixture::click(window, "initializeButton");
       QVERIFY(window->fifo());
@@ -279,9 +280,11 @@ class AcqDialogTest : public QObject {
 
     f.sim().unplug(1);
     QTRY_VERIFY_WITH_TIMEOUT(!second->isAcquiring(), 10000);
-    QTRY_VERIFY(AcqFixture::lastLine(second).endsWith("-: Warning: the camera has been unplugged!"));
+    QTRY_VERIFY(
+        AcqFixture::lastLine(second).endsWith("-: Warning: the camera has been unplugged!"));
     QCOMPARE(AcqFixture::indexOf(second, "camera is not responding"), -1);
-    QCOMPARE(second->findChild<QLabel*>("connectionPicture")->property("responding").toBool(), false);
+    QCOMPARE(second->findChild<QLabel*>("connectionPicture")->property("responding").toBool(),
+             false);
     // The unplug resets the bus for the other camera: its window stops on
     // the reset, says so, and acquires again when asked.
     QTRY_VERIFY_WITH_TIMEOUT(!first->isAcquiring(), 10000);
