@@ -8,6 +8,10 @@
 #   camera_capabilities-finished.png a finished capabilities report
 #   register_dump-finished.png       a finished register dump
 #   select_dcam-not_responding.png   the camera selection with an unplugged camera
+#   acquisition-window-N.png         three acquisition windows acquiring together
+#   acquisition-display_console*.png their display consoles
+#   acquisition-histogram.png        the first window's histogram
+#   acquisition-window-unplugged.png the second window after its camera was unplugged
 #
 #   scripts/screenshots.sh [BUILD_DIR] [OUTPUT_DIR] [PROFILES]
 #

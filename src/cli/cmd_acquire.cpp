@@ -17,6 +17,7 @@
 #include <nlohmann/json.hpp>
 
 #include "acquisition/acq_fifo.h"
+#include "acquisition/continuous_acquisition.h"
 #include "acquisition/dcam_registers.h"
 #include "acquisition/format_choice.h"
 #include "acquisition/sim_control.h"
@@ -32,8 +33,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Starts issued before the first wait when queued starts are on.
-constexpr int kQueuedStarts = 3;
 // How often the watcher looks at Ctrl-C, bus events and the unplug rehearsal.
 constexpr auto kWatchPeriod = std::chrono::milliseconds(10);
 // After a bus event the FIFO gets this long to end the waiting completion
@@ -86,35 +85,6 @@ std::optional<vxTriggerModel::Kind> triggerKind(const std::string& text) {
   for (size_t i = 0; i < names.size(); ++i)
     if (nameKey(names[i]) == key) return static_cast<Kind>(i);
   return std::nullopt;
-}
-
-// The first failure of a record as the acquisition window's log words it,
-// flags tested in the window's order.
-std::string failureLine(const vxAcquireInfo& info, int number) {
-  if (info.isTiming()) return vxFormat("isTiming (bandwidth) error #%d", number);
-  if (info.isTimeOut()) return vxFormat("isTimeOut error #%d", number);
-  if (info.isMissed()) return vxFormat("isMissed error #%d", number);
-  if (info.isOverrun()) return vxFormat("isOverrun error #%d", number);
-  if (info.isAbnormal()) return vxFormat("isAbnormal error %x, #%d", info.abnormalCode(), number);
-  if (info.isIncomplete()) return vxFormat("isIncomplete error #%d", number);
-  if (info.isInvalidROI()) return vxFormat("isInvalidRoi error #%d", number);
-  if (info.isOtherFifoError()) return vxFormat("isOtherFifoError #%d", number);
-  return vxFormat("unknown fifo error #%d", number);
-}
-
-// Every failure of a record in the window's single-image words.
-std::vector<std::string> failureWords(const vxAcquireInfo& info) {
-  std::vector<std::string> words;
-  if (info.isTiming()) words.emplace_back("isTiming (bandwidth) error");
-  if (info.isTimeOut()) words.emplace_back("isTimeOut error");
-  if (info.isMissed()) words.emplace_back("isMissed error");
-  if (info.isOverrun()) words.emplace_back("isOverrun error");
-  if (info.isAbnormal()) words.push_back(vxFormat("isAbnormal error %u", info.abnormalCode()));
-  if (info.isIncomplete()) words.emplace_back("isIncomplete error");
-  if (info.isInvalidROI()) words.emplace_back("isInvalidROI error");
-  if (info.isOtherFifoError()) words.emplace_back("isOtherFifoError");
-  if (words.empty()) words.emplace_back("Unknown fifo error occurred");
-  return words;
 }
 
 bool isSimulated(vx_SimBusControl* sim, int camera) {
@@ -219,27 +189,15 @@ class BusEventRegistration {
   int m_id = 0;
 };
 
-// The run's account, kept as the window keeps its statistics.
+// What the run keeps beside the loop's statistics: when images arrived and
+// the last one.
 struct RunSummary {
-  int acquired = 0;   // successful acquisitions
-  int failed = 0;     // completions with a failure, and starts refused
-  int completed = 0;  // completions timed
-  double shortestMs = 10000.0;
-  double longestMs = 0.0;
   std::optional<Clock::time_point> firstImage, lastImage;
   int lastImageNumber = 0;
   vxPtrHandle<vxAcqImage> lastImageData;
 
-  void time(double ms) {
-    if (completed++ == 0) {
-      shortestMs = longestMs = ms;
-    } else {
-      longestMs = std::max(longestMs, ms);
-      shortestMs = std::min(shortestMs, ms);
-    }
-  }
   // Images per second between the first and the last image's arrival.
-  double rate() const {
+  double rate(int acquired) const {
     if (acquired < 2 || !firstImage || !lastImage) return 0.0;
     const double seconds = std::chrono::duration<double>(*lastImage - *firstImage).count();
     return seconds > 0 ? (acquired - 1) / seconds : 0.0;
@@ -426,14 +384,12 @@ int AcquireCommand::run(CliContext& context) {
                        {"stats", stats ? statsJson(*stats) : nlohmann::json()}});
   };
 
-  fifo->triggerProp().triggerEnable(true);
-  try {
-    if (fifo->queuedStarts())
-      for (int i = 0; i < kQueuedStarts; ++i) fifo->start();
-  } catch (const vxAcqFifo::StartNotAllowed& e) {
-    ++summary.failed;
-    if (!m_json) context.out() << "Queued starts failed: " << e.what() << '\n';
-    record(0, false, {e.what()}, std::nullopt, std::nullopt);
+  vxAcqStatistics statistics;
+  vxContinuousAcquisition loop(*fifo, statistics, m_timeout, [] { return g_interrupted.load(); });
+  const vxContinuousAcquisition::Begin begun = loop.begin();
+  if (!begun.refused.empty()) {
+    if (!m_json) context.out() << "Queued starts failed: " << begun.refused << '\n';
+    record(0, false, {begun.refused}, std::nullopt, std::nullopt);
   }
 
   for (int number = 1; number <= m_count; ++number) {
@@ -443,39 +399,33 @@ int AcquireCommand::run(CliContext& context) {
       break;
     }
     if (events->seen.load()) break;
-    const Clock::time_point begin = Clock::now();
-    vxAcqResult result;
-    try {
-      if (!fifo->queuedStarts()) fifo->start();
-      result = fifo->complete(m_timeout);
-    } catch (const vxAcqFifo::StartNotAllowed& e) {
-      ++summary.failed;
-      if (!m_json) context.out() << vxFormat("Acquire %d failed:\n  %s\n", number, e.what());
-      record(number, false, {e.what()}, std::nullopt, std::nullopt);
+    const vxContinuousAcquisition::Pass pass = loop.next();
+    if (!pass.refused.empty()) {
+      if (!m_json)
+        context.out() << vxFormat("Acquire %d failed:\n  %s\n", number, pass.refused.c_str());
+      record(number, false, {pass.refused}, std::nullopt, std::nullopt);
       break;
     }
-    const Clock::time_point end = Clock::now();
     // A wait that Ctrl-C cancelled is no acquisition.
-    if (g_interrupted.load() && !result.image && result.info.isOtherFifoError()) {
+    if (pass.cancelled) {
       interrupted = true;
       break;
     }
-    const double ms = std::chrono::duration<double, std::milli>(end - begin).count();
-    summary.time(ms);
+    const vxAcqResult& result = pass.result;
+    const double ms = pass.ms;
     if (!result.succeeded()) {
-      ++summary.failed;
       if (!m_json)
         context.out() << vxFormat("Acquire %d failed:\n  %s\n", number,
-                                  failureLine(result.info, number).c_str())
+                                  vxAcquireFailureLine(result.info, number).c_str())
                       << std::flush;
-      record(number, false, failureWords(result.info), ms, std::nullopt);
+      record(number, false, vxAcquireFailureWords(result.info), ms, std::nullopt);
       // Nothing more comes from a camera that has left the bus.
       if (!camera.isPlugged() || result.info.abnormalCode() == vxAcquireInfo::kAbnormalCameraGone)
         break;
       continue;
     }
-    ++summary.acquired;
     watcher.imageAcquired();
+    const Clock::time_point end = Clock::now();
     const Clock::time_point arrived =
         result.image->timestamp() == Clock::time_point{} ? end : result.image->timestamp();
     if (!summary.firstImage) summary.firstImage = arrived;
@@ -494,12 +444,11 @@ int AcquireCommand::run(CliContext& context) {
     }
     record(number, true, {}, ms, stats);
   }
-  // Triggers off again; a camera that has gone refuses the registers, which
-  // changes nothing about the run's result.
-  try {
-    fifo->triggerProp().triggerEnable(false);
-  } catch (const std::exception&) {
-  }
+  loop.end();
+  const vxAcqStatistics::Snapshot counts = statistics.snapshot();
+  const int acquired = static_cast<int>(counts.acquired);
+  const int failedCount = static_cast<int>(counts.failed);
+  const vxAcqTiming& timing = counts.timing;
   const bool unplugged = events->unplugged.load() || !camera.isPlugged();
   const int busResets = events->busResets.load();
 
@@ -522,13 +471,13 @@ int AcquireCommand::run(CliContext& context) {
                      {"images", records}};
     j["summary"] = {
         {"requested", m_count},
-        {"acquired", summary.acquired},
-        {"failed", summary.failed},
-        {"rate", summary.rate()},
+        {"acquired", acquired},
+        {"failed", failedCount},
+        {"rate", summary.rate(acquired)},
         {"formatRate", formatRate > 0 ? nlohmann::json(formatRate) : nlohmann::json()},
         {"timeScale", timeScale},
-        {"shortestMs", summary.completed ? nlohmann::json(summary.shortestMs) : nlohmann::json()},
-        {"longestMs", summary.completed ? nlohmann::json(summary.longestMs) : nlohmann::json()},
+        {"shortestMs", timing.completed ? nlohmann::json(timing.shortestMs) : nlohmann::json()},
+        {"longestMs", timing.completed ? nlohmann::json(timing.longestMs) : nlohmann::json()},
         {"interrupted", interrupted},
         {"unplugged", unplugged},
         {"busResets", busResets},
@@ -540,21 +489,21 @@ int AcquireCommand::run(CliContext& context) {
     for (int i = 1; i <= busResets; ++i)
       out << vxFormat("Warning: a 1394 bus reset occurred (%d)\n", i);
     if (interrupted) out << "Interrupted.\n";
-    out << vxFormat("Stopped acquisition, %d images acquired\n", summary.acquired);
-    out << vxFormat("Failed acquisitions: %d\n", summary.failed);
-    out << vxFormat("Frame rate: %.2f fps", summary.rate());
+    out << vxFormat("Stopped acquisition, %d images acquired\n", acquired);
+    out << vxFormat("Failed acquisitions: %d\n", failedCount);
+    out << vxFormat("Frame rate: %.2f fps", summary.rate(acquired));
     if (formatRate > 0) out << vxFormat(" (format: %g fps", formatRate);
     if (formatRate > 0 && timeScale != 1.0)
       out << vxFormat(", simulated time running %gx", timeScale);
     if (formatRate > 0) out << ')';
     out << '\n';
-    if (summary.completed) {
-      out << vxFormat("Shortest acquisition time: %3.2fms\n", summary.shortestMs);
-      out << vxFormat("Longest acquisition time: %3.2fms\n", summary.longestMs);
+    if (timing.completed) {
+      out << vxFormat("Shortest acquisition time: %3.2fms\n", timing.shortestMs);
+      out << vxFormat("Longest acquisition time: %3.2fms\n", timing.longestMs);
     }
     if (saved) out << vxFormat("Saved image %d to %s\n", summary.lastImageNumber, m_save.c_str());
   }
   if (!saveError.empty()) context.err() << saveError << '\n';
-  const bool failed = summary.failed > 0 || unplugged || busResets > 0 || !saveError.empty();
+  const bool failed = failedCount > 0 || unplugged || busResets > 0 || !saveError.empty();
   return failed ? kExitFailure : kExitOk;
 }

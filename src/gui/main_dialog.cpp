@@ -21,6 +21,8 @@
 #include "acquisition/dcam_module.h"
 #include "acquisition/sim_control.h"
 #include "app/camera_list.h"
+#include "gui/acq_screenshots.h"
+#include "gui/acq_windows.h"
 #include "gui/bus_event_log.h"
 #include "gui/dcam_pralix_app.h"
 #include "gui/page_dcam_props.h"
@@ -107,6 +109,10 @@ DcamPralixDlg::DcamPralixDlg(CDcamPralixApp& app, const CPageServices& services,
   modules->setObjectName("actionModules");
   layout->setMenuBar(menuBar);
 
+  // The windows count their acquisitions into the application's running count.
+  m_acqWindows = new CAcqWindows(
+      m_services, [this] { m_app.acquisitionStarted(); }, [this] { m_app.acquisitionStopped(); }, this);
+  m_services.acqWindows = m_acqWindows;
   m_sheet = new DcamPralixPropSheet(kSheetCaption, m_services);
   layout->addWidget(m_sheet, 1);
 
@@ -135,6 +141,7 @@ DcamPralixDlg::DcamPralixDlg(CDcamPralixApp& app, const CPageServices& services,
 }
 
 DcamPralixDlg::~DcamPralixDlg() {
+  m_acqWindows->closeAll();
   m_services.cameras->setLogWindow({});
 }
 
@@ -238,6 +245,7 @@ int DcamPralixDlg::saveScreenshots(const QString& directory) {
     m_simBus->close();
   }
   saved += saveCameraScreenshots(dir);
+  saved += saveAcquisitionScreenshots(*m_acqWindows, *m_services.cameras, dir);
   return saved + saveSelectionScreenshot(dir);
 }
 

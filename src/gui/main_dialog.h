@@ -12,6 +12,7 @@
 class QAction;
 class QDir;
 class QLabel;
+class CAcqWindows;
 class CBusEventLog;
 class CDcamPralixApp;
 class DcamPralixPropSheet;
@@ -29,6 +30,7 @@ class DcamPralixDlg : public QDialog {
   DcamPralixPropSheet* sheet() const { return m_sheet; }
   CBusEventLog* busEventLog() const { return m_log; }
   CSimBusDlg* simBusWindow() const { return m_simBus; }
+  CAcqWindows* acquisitionWindows() const { return m_acqWindows; }
 
   // Text of the module and bus layer information.
   QString moduleInformation() const;
@@ -67,6 +69,7 @@ class DcamPralixDlg : public QDialog {
   vxPtrHandle<void> m_handle;  // empty until the pages need a library object
   DcamPralixPropSheet* m_sheet;
   CBusEventLog* m_log;
+  CAcqWindows* m_acqWindows;
   QPointer<CSimBusDlg> m_simBus;
   QAction* m_simulatedBusAction;
   bool m_watchingFirstExpose = false;

@@ -3,6 +3,7 @@
 
 class QSettings;
 class CPrompter;
+class CAcqWindows;
 class vxCameraList;
 
 struct CPageServices {
@@ -10,4 +11,5 @@ struct CPageServices {
   CPrompter* prompter = nullptr;    // every message box goes through it; never null
   QSettings* settings = nullptr;    // may be null: nothing is remembered then
   bool legacy = false;              // "-legacy" was on the command line
+  CAcqWindows* acqWindows = nullptr;  // where acquisition windows are opened; may be null
 };

@@ -11,4 +11,10 @@ class CPageTestCamera : public QWidget {
   static constexpr const char* kCaption = "DCAM Utilites::Acquire Images";
 
   explicit CPageTestCamera(const CPageServices& services, QWidget* parent = nullptr);
+
+  // "Open Acquisition Window ...": a new window each time.
+  void openAcquisitionWindow();
+
+ private:
+  CPageServices m_services;
 };

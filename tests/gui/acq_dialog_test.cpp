@@ -1,0 +1,342 @@
+// The acquisition windows: the Acquire Images page opening them, their
+// operations, worker, statistics, log and bus events, on simulated cameras.
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <memory>
+
+#include "acquisition/sim_control.h"
+#include "app/camera_list.h"
+#include "gui/acq_dialog.h"
+#include "gui/acq_windows.h"
+#include "gui/dcam_pralix_app.h"
+#include "gui/display_console.h"
+#include "gui/histogram_wnd.h"
+#include "gui/main_dialog.h"
+#include "gui/page_test_camera.h"
+#include "gui_test_support.h"
+#include "modules/qrvnvdcam/module.h"
+#include "support/test_paths.h"
+
+namespace {
+
+std::unique_ptr<vx_DcamModule> simulate() {
+  vx_ModuleOptions options;
+  options.simulate = true;
+  options.realBus = false;
+  options.simulatedProfiles = {"korvane-kv640m", "korvane-kv640m", "korvane-kv640m"};
+  options.profileDirs = {pralix_test::profilesDir()};
+  auto module = std::make_unique<vx_QrvnvDcamModule>(options);
+  // Frames ten times faster than real time keep the runs short.
+  module->simControl()->setTimeScale(10.0);
+  return module;
+}
+
+// The simulated module, the camera list and a window registry as the main
+// dialog has them.
+struct AcqFixture {
+  AcqFixture() : module(simulate()), cameras(*module) {
+    services.cameras = &cameras;
+    services.prompter = &prompter;
+    windows = std::make_unique<CAcqWindows>(services);
+    services.acqWindows = windows.get();
+  }
+  ~AcqFixture() { windows.reset(); }
+
+  vx_SimBusControl& sim() const { return *module->simControl(); }
+
+  // A window bound to a camera with a FIFO for "640x480 Mono 30 FPS".
+  CAcqDialog* ready(int camera, const QString& format = "640x480 Mono 30 FPS") {
+    CAcqDialog* window = windows->open();
+    window->useCamera(cameras.entry(static_cast<size_t>(camera)));
+    auto* formats = window->findChild<QComboBox*>("videoFormatList");
+    formats->setCurrentIndex(formats->findText(format));
+    click(window, "initializeButton");
+    return window;
+  }
+
+  static void click(CAcqDialog* window, const char* name) {
+    auto* button = window->findChild<QPushButton*>(name);
+    if (!button) qFatal("no button %s", name);
+    QTest::mouseClick(button, Qt::LeftButton);
+  }
+  static QString field(CAcqDialog* window, const char* name) {
+    return window->findChild<QLineEdit*>(name)->text();
+  }
+  static QString lastLine(CAcqDialog* window) {
+    const QStringList lines = window->logLines();
+    return lines.isEmpty() ? QString() : lines.last();
+  }
+  static int indexOf(CAcqDialog* window, const QString& text) {
+    const QStringList lines = window->logLines();
+    for (int i = 0; i < lines.size(); ++i)
+      if (lines[i].contains(text)) return i;
+    return -1;
+  }
+
+  std::unique_ptr<vx_DcamModule> module;
+  vxCameraList cameras;
+  CRecordingPrompter prompter;
+  CPageServices services;
+  std::unique_ptr<CAcqWindows> windows;
+};
+
+// "11/23-00:35:30-: Stopped acquisition, 12 images acquired"
+const QRegularExpression kStamp(R"(^\d\d/\d\d-\d\d:\d\d:\d\d-: )");
+
+}  // namespace
+
+class AcqDialogTest : public QObject {
+  Q_OBJECT
+ private slots:
+  void pageOpensIndependentWindowsAndMarksTheirCamerasInUse() {
+    AcqFixture f;
+    CPageTestCamera page(f.services);
+    auto* open = page.findChild<QPushButton*>("openAcquisitionButton");
+    QVERIFY(open->isEnabled());
+    QTest::mouseClick(open, Qt::LeftButton);
+    QTest::mouseClick(open, Qt::LeftButton);
+    const QList<CAcqDialog*> windows = f.windows->windows();
+    QCOMPARE(windows.size(), 2);
+    QVERIFY(windows[0] != windows[1]);
+    QVERIFY(windows[0]->isVisible() && windows[1]->isVisible());
+
+    // Each picks its camera in the exclusive selection dialog.
+    for (int row : {0, 1}) {
+      whenModalDialogRuns([row](QDialog* dialog) {
+        auto* list = dialog->findChild<QListWidget*>("cameraList");
+        list->setCurrentRow(row);
+        QTest::mouseClick(dialog->findChild<QPushButton*>("okButton"), Qt::LeftButton);
+      });
+      AcqFixture::click(windows[row], "selectCameraButton");
+    }
+    QCOMPARE(windows[0]->camera()->cameraNumber(), 0);
+    QCOMPARE(windows[1]->camera()->cameraNumber(), 1);
+    QCOMPARE(windows[0]->logLines(),
+             QStringList{"Camera: " + QString::fromStdString(f.cameras.entry(0)->displayName())});
+    QCOMPARE(windows[1]->logLines(),
+             QStringList{"Camera: " + QString::fromStdString(f.cameras.entry(1)->displayName())});
+
+    // Both cameras are now in use; a third window sees that and is refused them.
+    QStringList rows;
+    whenModalDialogRuns([&rows](QDialog* dialog) {
+      auto* list = dialog->findChild<QListWidget*>("cameraList");
+      for (int i = 0; i < list->count(); ++i) rows.append(list->item(i)->text());
+      list->setCurrentRow(0);
+      QTest::mouseClick(dialog->findChild<QPushButton*>("okButton"), Qt::LeftButton);
+    });
+    CAcqDialog* third = f.windows->open();
+    AcqFixture::click(third, "selectCameraButton");
+    QCOMPARE(rows.size(), 3);
+    QVERIFY(rows[0].endsWith(" (in-use)") && rows[1].endsWith(" (in-use)"));
+    QVERIFY(!rows[2].endsWith(" (in-use)"));
+    QVERIFY(f.prompter.texts().contains("Selected camera is not available!"));
+    QVERIFY(!third->camera());
+
+    // Closing a window frees its camera and leaves the other one alone.
+    windows[0]->close();
+    QTRY_COMPARE(f.windows->windows().size(), 2);
+    QVERIFY(!f.cameras.entry(0)->hasAcquisitionWindow());
+    QVERIFY(f.cameras.entry(1)->hasAcquisitionWindow());
+  }
+
+  void messagesBeforeACameraOrFifoAndTheInitialTexts() {
+    AcqFixture f;
+    CAcqDialog* window = f.windows->open();
+    QCOMPARE(window->windowTitle(), QString("DCAM Image Acquisition"));
+    QCOMPARE(AcqFixture::field(window, "imagesAcquired"), QString("0"));
+    QCOMPARE(AcqFixture::field(window, "acquisitionRate"), QString("0fps"));
+    QCOMPARE(AcqFixture::field(window, "shortestTime"), QString("10000.00ms"));
+
+    AcqFixture::click(window, "singleImageButton");
+    AcqFixture::click(window, "continuousButton");
+    QCOMPARE(f.prompter.texts(), (QStringList{"Create Fifo First", "Please Create Fifo First"}));
+    for (const RecordedMessage& m : f.prompter.messages) {
+      QCOMPARE(m.caption, QString("Error"));
+      QCOMPARE(m.icon, CPrompter::Icon::Exclamation);
+    }
+    QCOMPARE(window->findChild<QPushButton*>("continuousButton")->text(), QString("Continuous"));
+    QVERIFY(!window->isAcquiring());
+
+    window->useCamera(f.cameras.entry(0));
+    window->findChild<QComboBox*>("videoFormatList")->setCurrentIndex(-1);
+    AcqFixture::click(window, "initializeButton");
+    QCOMPARE(f.prompter.texts().last(), QString("No Video format Selected."));
+    QVERIFY(!window->fifo());
+
+    // The time-out keeps its value for "0" and for text that is no number.
+    auto* timeout = window->findChild<QLineEdit*>("timeoutEdit");
+    for (const QString& text : {QString("0"), QString("fast"), QString("-2")}) {
+      timeout->setText(text);
+      emit timeout->editingFinished();
+      QCOMPARE(window->timeoutSeconds(), CAcqDialog::kInitialTimeoutSeconds);
+    }
+    timeout->setText("2.5");
+    emit timeout->editingFinished();
+    QCOMPARE(window->timeoutSeconds(), 2.5);
+  }
+
+  void singleImageContinuousAndStopWithCountersAndLog() {
+    AcqFixture f;
+    CAcqDialog* window = f.ready(0);
+    QVERIFY(window->fifo());
+    QCOMPARE(window->logLines().mid(1, 2),
+             (QStringList{"Acquisition initialized, fifo created.", "Exposure range: 1 to 2047"}));
+    QCOMPARE(window->findChild<QLineEdit*>("exposureEdit")->text(), QString("307"));
+    QVERIFY(window->console() && window->console()->isVisible());
+    QCOMPARE(window->console()->windowTitle(), QString("DCAM Pralix Display Console"));
+    QCOMPARE(window->console()->size(), QSize(660, 550));
+
+    QSignalSpy finished(window, &CAcqDialog::workerFinished);
+    AcqFixture::click(window, "singleImageButton");
+    QVERIFY(finished.wait(10000));
+    QVERIFY(AcqFixture::lastLine(window).contains(kStamp));
+    QVERIFY(AcqFixture::lastLine(window).endsWith("-: Acquired one image."));
+    QCOMPARE(window->statistics().acquired, 1u);
+
+    auto* continuous = window->findChild<QPushButton*>("continuousButton");
+    AcqFixture::click(window, "continuousButton");
+    QVERIFY(window->isAcquiring());
+    QCOMPARE(continuous->text(), QString("Stop"));
+    QVERIFY(!window->findChild<QPushButton*>("initializeButton")->isEnabled());
+    QVERIFY(AcqFixture::lastLine(window).endsWith("-: Starting continuous acquisition"));
+    QTRY_VERIFY_WITH_TIMEOUT(window->statistics().acquired >= 6, 20000);
+    // The console and the histogram show what came.
+    QTRY_VERIFY_WITH_TIMEOUT(!window->console()->picture().isNull(), 10000);
+
+    AcqFixture::click(window, "continuousButton");
+    QVERIFY(!window->isAcquiring());
+    QCOMPARE(continuous->text(), QString("Continuous"));
+    QVERIFY(!continuous->isChecked());
+    QVERIFY(window->findChild<QPushButton*>("initializeButton")->isEnabled());
+    const int acquired = static_cast<int>(window->statistics().acquired);
+    QCOMPARE(AcqFixture::field(window, "imagesAcquired"), QString::number(acquired));
+    QVERIFY(AcqFixture::field(window, "shortestTime") != "10000.00ms");
+    QVERIFY(AcqFixture::lastLine(window).endsWith(
+        QString("-: Stopped acquisition, %1 images acquired").arg(acquired)));
+    QVERIFY(window->histogram()->histogram().total() == 640u * 480u);
+  }
+
+  void queuedStartsIssueThreeStartsBeforeTheFirstWaitAndStopEndsAStalledWait() {
+    AcqFixture f;
+    for (bool queued : {true, false}) {
+      CAcqDialog* window = f.windows->open();
+      window->useCamera(f.cameras.entry(queued ? 0 : 1));
+      auto* formats = window->findChild<QComboBox*>("videoFormatList");
+      formats->setCurrentIndex(formats->findText("640x480 Mono 30 FPS"));
+      window->findChild<QComboBox*>("triggerModelList")
+          ->setCurrentText("Manual Trigger - Software");
+      window->findChild<QCheckBox*>("queueStartsCheck")->setChecked(queued);
+      AcqFixture::click(window, "initializeButton");
+      QVERIFY(window->fifo());
+      // A stalled camera takes no frames: the first wait never ends by itself.
+      f.sim().setStalled(window->camera()->cameraNumber(), true);
+      AcqFixture::click(window, "continuousButton");
+      QTRY_COMPARE(window->fifo()->outstanding(), queued ? 3 : 1);
+      if (queued) QTRY_VERIFY(AcqFixture::indexOf(window, "-:   queued starts") >= 0);
+      AcqFixture::click(window, "continuousButton");
+      QVERIFY(!window->isAcquiring());
+      QVERIFY(AcqFixture::lastLine(window).endsWith("-: Stopped acquisition, 0 images acquired"));
+      QCOMPARE(AcqFixture::indexOf(window, "-:   queued starts") >= 0, queued);
+      f.sim().setStalled(window->camera()->cameraNumber(), false);
+    }
+  }
+
+  void busResetsStopTheRunAndAreNumbered() {
+    AcqFixture f;
+    CAcqDialog* window = f.ready(0);
+    for (int reset = 1; reset <= 3; ++reset) {
+      AcqFixture::click(window, "continuousButton");
+      QVERIFY(window->isAcquiring());
+      QTRY_VERIFY_WITH_TIMEOUT(window->statistics().acquired >= 2u * reset, 20000);
+      f.sim().busReset();
+      QTRY_VERIFY_WITH_TIMEOUT(!window->isAcquiring(), 10000);
+      const QString warning = QString("-: Warning: a 1394 bus reset occurred (%1)").arg(reset);
+      QTRY_VERIFY(AcqFixture::indexOf(window, warning) >= 0);
+      // The worker's stop line comes first, then the window's warning.
+      const QStringList lines = window->logLines();
+      const int at = AcqFixture::indexOf(window, warning);
+      QVERIFY2(lines[at - 1].contains("-: Stopped acquisition, "), qPrintable(lines.join('\n')));
+      QCOMPARE(window->busResetCount(), reset);
+    }
+    QCOMPARE(AcqFixture::indexOf(window, "camera is not responding"), -1);
+  }
+
+  void unplugStopsTheWindowsAndMarksOnlyItsCameraUnplugged() {
+    AcqFixture f;
+    CAcqDialog* first = f.ready(0);
+    CAcqDialog* second = f.ready(1);
+    AcqFixture::click(first, "continuousButton");
+    AcqFixture::click(second, "continuousButton");
+    QCOMPARE(f.windows->runningCount(), 2);
+    QTRY_VERIFY_WITH_TIMEOUT(second->statistics().acquired >= 2, 20000);
+
+    f.sim().unplug(1);
+    QTRY_VERIFY_WITH_TIMEOUT(!second->isAcquiring(), 10000);
+    QTRY_VERIFY(
+        AcqFixture::lastLine(second).endsWith("-: Warning: the camera has been unplugged!"));
+    QCOMPARE(AcqFixture::indexOf(second, "camera is not responding"), -1);
+    QCOMPARE(second->findChild<QLabel*>("connectionPicture")->property("responding").toBool(),
+             false);
+    // The unplug resets the bus for the other camera: its window stops on
+    // the reset, says so, and acquires again when asked.
+    QTRY_VERIFY_WITH_TIMEOUT(!first->isAcquiring(), 10000);
+    QTRY_VERIFY(AcqFixture::lastLine(first).endsWith("-: Warning: a 1394 bus reset occurred (1)"));
+    QCOMPARE(AcqFixture::indexOf(first, "unplugged"), -1);
+    QCOMPARE(f.windows->runningCount(), 0);
+    AcqFixture::click(first, "continuousButton");
+    const uint32_t before = first->statistics().acquired;
+    QTRY_VERIFY_WITH_TIMEOUT(first->statistics().acquired > before + 2, 20000);
+    QCOMPARE(f.windows->runningCount(), 1);
+
+    // The unplugged camera refuses acquisition from then on.
+    AcqFixture::click(second, "singleImageButton");
+    QCOMPARE(f.prompter.texts().last(),
+             QString("Camera is not responding, it may have been unplugged!"));
+    AcqFixture::click(first, "continuousButton");
+    QCOMPARE(f.windows->runningCount(), 0);
+  }
+
+  void closingIsRefusedWhileAWindowAcquires() {
+    auto module = simulate();
+    vxCameraList cameras(*module);
+    CRecordingPrompter prompter;
+    QTemporaryDir lockDir;
+    CDcamPralixApp app({}, prompter, lockDir.path());
+    CPageServices services;
+    services.cameras = &cameras;
+    services.prompter = &prompter;
+    DcamPralixDlg dialog(app, services);
+    dialog.show();
+
+    CAcqDialog* window = dialog.acquisitionWindows()->open();
+    window->useCamera(cameras.entry(2));
+    auto* formats = window->findChild<QComboBox*>("videoFormatList");
+    formats->setCurrentIndex(formats->findText("640x480 Mono 30 FPS"));
+    AcqFixture::click(window, "initializeButton");
+    AcqFixture::click(window, "continuousButton");
+    QCOMPARE(app.runningAcquisitionCount(), 1);
+
+    dialog.reject();
+    QVERIFY(dialog.isVisible());
+    QCOMPARE(prompter.texts().last(), QString(DcamPralixDlg::kStopAcquisitionFirst));
+    window->close();
+    QVERIFY(window->isVisible());
+    QCOMPARE(prompter.texts().last(), QString("Please stop image acquisition before exiting."));
+
+    AcqFixture::click(window, "continuousButton");
+    QCOMPARE(app.runningAcquisitionCount(), 0);
+    dialog.reject();
+    QVERIFY(!dialog.isVisible());
+  }
+};
+
+QTEST_MAIN(AcqDialogTest)
+#include "acq_dialog_test.moc"
