@@ -73,8 +73,11 @@ TEST(ValidationRunner, RunsEveryKeyInOrderWithStampedBlocksAndPasses) {
   EXPECT_FALSE(outcomes[1].skipped);
   // Rates of an unpaced camera mean nothing, so the bandwidth verdict is
   // left out here; every other test passes on a healthy camera.
-  for (const auto& outcome : outcomes)
-    if (outcome.key != "cameraBWAdjust") EXPECT_TRUE(outcome.passed) << outcome.key;
+  for (const auto& outcome : outcomes) {
+    if (outcome.key != "cameraBWAdjust") {
+      EXPECT_TRUE(outcome.passed) << outcome.key;
+    }
+  }
 }
 
 TEST(ValidationRunner, SpecifyTestRunsOnlyTheSelectedKey) {
