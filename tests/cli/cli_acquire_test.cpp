@@ -160,7 +160,7 @@ TEST(PralixAcquire, FormatAndTriggerChoices) {
   for (const char* bad : {"--timeout nan", "--timeout inf", "--exposure nan", "--exposure -inf"}) {
     r = pralix(std::string("--simulate=korvane-kv640m acquire -n 1 ") + bad);
     EXPECT_EQ(r.status, 2) << bad;
-    EXPECT_NE(r.err.find("must be a finite number"), std::string::npos) << bad << "\n" << r.err;
+    EXPECT_NE(r.err.find("must be a number"), std::string::npos) << bad << "\n" << r.err;
   }
   // An exposure beyond the camera's range: the command line takes the nearest and says so.
   r = pralix("--simulate=korvane-kv640m acquire -n 1 --exposure 9000", kFast);
@@ -207,8 +207,11 @@ TEST(PralixAcquire, UnplugEndsTheRunWithTheFailureAndStatusOne) {
       "--simulate=korvane-kv640m acquire -n 100000 --format \"640x480 Mono\" --sim-unplug-after 3",
       "", 10);
   EXPECT_EQ(r.status, 1) << r.out << r.err;
-  EXPECT_TRUE(
-      std::regex_search(r.out, std::regex("Acquire [4-9] failed:\n  isAbnormal error 1, #[4-9]\n")))
+  // The unplug either fails the frame in flight with the event's flags or
+  // comes before the next start, which the camera refuses.
+  EXPECT_TRUE(std::regex_search(
+      r.out, std::regex("Acquire [4-9] failed:\n  (isAbnormal error 1, #[4-9]|The camera has left "
+                        "the bus\\.)\n")))
       << r.out;
   EXPECT_NE(r.out.find("Warning: the camera has been unplugged!"), std::string::npos) << r.out;
   EXPECT_TRUE(std::regex_search(r.out, std::regex("Stopped acquisition, [3-8] images acquired")))
@@ -221,7 +224,10 @@ TEST(PralixAcquire, UnplugEndsTheRunWithTheFailureAndStatusOne) {
   EXPECT_EQ(j["summary"]["failed"], 1);
   ASSERT_FALSE(j["images"].empty());
   EXPECT_FALSE(j["images"].back()["ok"].get<bool>());
-  EXPECT_EQ(j["images"].back()["failures"], nlohmann::json({"isAbnormal error 1"})) << r.out;
+  const nlohmann::json failures = j["images"].back()["failures"];
+  EXPECT_TRUE(failures == nlohmann::json({"isAbnormal error 1"}) ||
+              failures == nlohmann::json({"The camera has left the bus."}))
+      << r.out;
 }
 
 TEST(PralixAcquire, CtrlCStopsAndStillPrintsTheSummary) {

@@ -157,8 +157,10 @@ class TestSelectDCAMDlg : public QObject {
   void longNamesAndTheirMarksAreReadWithoutScrolling() {
     CRecordingPrompter prompter;
     FakeModule module(2);
-    module.fake(1).vendor = "Qorvel Machine Vision Instruments Incorporated";
-    module.fake(1).model = "Ultra High Resolution Inspection Camera UX-1600B/ColorPlus";
+    // Longer than the list's least width, shorter than the offscreen
+    // screen's share the list may take, whatever font the machine has.
+    module.fake(1).vendor = "Qorvel Machine Vision";
+    module.fake(1).model = "UX-1600B/ColorPlus Inspection";
     vxCameraList cameras(module);
     module.fireBusEvent(1, FakeModule::unplugEvent());
     CSelectDCAMDlg dialog(cameras, prompter, false);

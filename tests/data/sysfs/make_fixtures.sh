@@ -58,7 +58,7 @@ link ../../../$ad $t/sys/bus/pci/devices/0000:00:0b.0
 node $t/sys/$ad/fw1 0x00b09d0100000001 0x00b09d "Point Grey Research" "Dragonfly" 0
 unit $t/sys/$ad/fw1/fw1.0 0x00a02d 0x000100 ieee1394:ven0000B09Dmo00000000sp0000A02Dver00000100
 node $t/sys/$ad/fw2 0x00b09d0100000002 0x00b09d "Point Grey Research" "Dragonfly" 0
-mkdir -p $t/sys/$ad/fw2/fw2.0/specifier_id
+mkdir -p $t/sys/$ad/fw2/fw2.0/specifier_id && echo "a folder where the attribute belongs" > $t/sys/$ad/fw2/fw2.0/specifier_id/README
 attr $t/sys/$ad/fw2/fw2.0/version 0x000100
 fwlinks $t $ad fw1 fw1.0 fw2 fw2.0
 modules $t
@@ -97,3 +97,6 @@ t=no-firewire
 mkdir -p $t/sys/bus/pci/devices $t/sys/module
 : > $t/sys/bus/pci/devices/.keep
 : > $t/sys/module/.keep
+
+# git keeps no empty folder: the driver folders the links point at get a note.
+find . -type d -empty -exec sh -c 'echo "a driver folder of the fixture" > "$1/README"' _ {} \;
