@@ -86,6 +86,13 @@ void CDcamPralixApp::startAcquisitionModule() {
   m_loadedModule = startup.loaded;
   for (const std::string& message : startup.messages)
     m_startupMessages.append(QString::fromStdString(message));
+  // A refused profile is said at once on standard error as well: whoever
+  // started the program with it is likely to be watching there.
+  for (const std::string& refused : startup.refusedProfiles) {
+    m_refusedProfiles.append(QString::fromStdString(refused));
+    std::fprintf(stderr, "dcam-pralix: %s\n", refused.c_str());
+  }
+  std::fflush(stderr);
 }
 
 QString CDcamPralixApp::startupTimingText(std::chrono::steady_clock::duration sinceMain,

@@ -59,6 +59,9 @@ class CDcamPralixApp {
   // --screenshots=DIR: save a picture of every page there and end.
   const QString& screenshotDirectory() const { return m_screenshotDirectory; }
   const QStringList& startupMessages() const { return m_startupMessages; }
+  // The simulated camera profiles the module refused, each with its reason;
+  // the other cameras run without them.
+  const QStringList& refusedProfiles() const { return m_refusedProfiles; }
   CPrompter& prompter() const { return m_prompter; }
 
   // When main() began; start-up is timed from there.
@@ -73,8 +76,11 @@ class CDcamPralixApp {
   // Seconds since this process started, to the kernel's clock tick.
   static std::optional<double> secondsSinceProcessStart();
 
- private:
+  // Starts the acquisition module the command line asks for, unless one is
+  // in place already (a test's). run() does this before the main dialog.
   void startAcquisitionModule();
+
+ private:
   void reportStartupTime() const;
 
   CPrompter& m_prompter;
@@ -87,6 +93,7 @@ class CDcamPralixApp {
   std::optional<std::string> m_simulate;
   QString m_screenshotDirectory;
   QStringList m_startupMessages;
+  QStringList m_refusedProfiles;
   bool m_loadedModule = false;
   std::chrono::steady_clock::time_point m_mainEntered = std::chrono::steady_clock::now();
 };

@@ -125,6 +125,8 @@ DcamPralixDlg::DcamPralixDlg(CDcamPralixApp& app, const CPageServices& services,
   for (const std::string& line : module.busLayers()) summary.append(QString::fromStdString(line));
   if (summary.isEmpty()) summary = m_app.startupMessages();
   if (summary.isEmpty()) summary.append("No DCAM cameras.");
+  // A refused camera profile stays in view: the user asked for that camera.
+  for (const QString& refused : m_app.refusedProfiles()) summary.append(refused);
   status->setText(summary.join("; "));
   bottom->addWidget(status, 1);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);

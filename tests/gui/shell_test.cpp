@@ -1,6 +1,7 @@
 // The program's shell: start-up rules, the main dialog, the page tree and the
 // delivery of bus events to the GUI thread.
 #include <QAction>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -16,6 +17,7 @@
 #include <chrono>
 #include <thread>
 
+#include "acquisition/module_loader.h"
 #include "app/camera_list.h"
 #include "gui/bus_event_log.h"
 #include "gui/dcam_pralix_app.h"
@@ -440,6 +442,31 @@ class TestShell : public QObject {
     QCOMPARE(f.dialog->findChild<QLabel*>("moduleStatus")->text(), QString("fake bus: 2 cameras"));
     // Without a simulated bus there is nothing to control.
     QVERIFY(!f.dialog->findChild<QAction*>("actionSimulatedBus")->isEnabled());
+  }
+
+  void refusedProfileIsShownWhileTheOtherCamerasRun() {
+    QTemporaryDir dir;
+    const QString bad = dir.filePath("bad.json");
+    QFile file(bad);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("{bad");
+    file.close();
+    CRecordingPrompter prompter;
+    CDcamPralixApp app({"--simulate=" + bad + ",korvane-kv640m"}, prompter, dir.path());
+    app.startAcquisitionModule();
+    QCOMPARE(app.refusedProfiles().size(), 1);
+    QVERIFY(app.refusedProfiles()[0].startsWith("Profile " + bad + ": not valid JSON"));
+    {
+      vxCameraList cameras(vxAcquisitionModule());
+      QCOMPARE(cameras.size(), size_t{1});
+      CPageServices services;
+      services.cameras = &cameras;
+      services.prompter = &prompter;
+      DcamPralixDlg dialog(app, services);
+      const QString status = dialog.findChild<QLabel*>("moduleStatus")->text();
+      QVERIFY2(status.contains("Profile " + bad + ": not valid JSON"), qPrintable(status));
+    }
+    vx_ModuleRegistry::instance().setModule(nullptr);
   }
 
   void busEventsArriveOnTheGuiThreadByQueuedCalls() {
