@@ -10,7 +10,7 @@ packages=(
   libbenchmark-dev
   libcli11-dev nlohmann-json3-dev
   xvfb xauth
-  clang libclang-rt-14-dev
+  clang libclang-rt-14-dev lld
   libudev-dev
   libxml2-utils
   stress-ng
