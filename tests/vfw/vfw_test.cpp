@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <regex>
 #include <thread>
 #include <vector>
 
@@ -273,9 +274,23 @@ TEST(VfwStream, EachStandardFormatsFirstModeDeliversTheScene) {
       const Result probe = underVfw(name, std::string(VFW_PROBE_BIN) + " stream 2 " + std::to_string(format) + " " +
                                               std::to_string(mode) + " " + std::to_string(rate), kFast);
       EXPECT_EQ(probe.status, 0) << probe.out;
-      // Two whole frames, each one the scene's next frame to the pixel.
+      // Two whole frames, each one the scene's frame of its number to the
+      // pixel. A loaded machine may make the reader miss one: the next frame
+      // then carries the missed flag, and its scene still matches its number.
       EXPECT_NE(probe.out.find("frame 0 flags 0 scene 0"), std::string::npos) << probe.out;
-      EXPECT_NE(probe.out.find("frame 1 flags 0 scene 1"), std::string::npos) << probe.out;
+      int frames = 0;
+      long last = -1;
+      const std::regex line("frame ([0-9]+) flags ([0-9]+) scene ([0-9]+)");
+      for (auto it = std::sregex_iterator(probe.out.begin(), probe.out.end(), line);
+           it != std::sregex_iterator(); ++it, ++frames) {
+        const long number = std::stol((*it)[1]);
+        const long flags = std::stol((*it)[2]);
+        EXPECT_EQ(std::stol((*it)[3]), number) << probe.out;
+        EXPECT_GT(number, last) << probe.out;
+        EXPECT_EQ(flags != 0, number != last + 1) << probe.out;
+        last = number;
+      }
+      EXPECT_EQ(frames, 2) << probe.out;
 
       const std::string args = "acquire -n 2 --stats --json --format \"" + formatName + "\"";
       const Result virt = pralixUnderVfw(name, args, kFast);
