@@ -137,6 +137,11 @@ DcamPralixDlg::DcamPralixDlg(CDcamPralixApp& app, const CPageServices& services,
 
   m_log = new CBusEventLog(this);
   m_services.cameras->setLogWindow(m_log->logWindow());
+  // After a bus reset a camera may have arrived or come back: the list is
+  // rebuilt, so that the selection dialogs offer it without a restart.
+  m_services.cameras->setBusChangeListener([post = m_busChangeCalls.poster(), this] {
+    post([this] { m_services.cameras->refresh(); });
+  });
 
   resize(900, 620);
   if (m_services.settings) restoreGeometry(m_services.settings->value(kGeometryKey).toByteArray());
@@ -145,6 +150,8 @@ DcamPralixDlg::DcamPralixDlg(CDcamPralixApp& app, const CPageServices& services,
 DcamPralixDlg::~DcamPralixDlg() {
   m_acqWindows->closeAll();
   m_services.cameras->setLogWindow({});
+  m_services.cameras->setBusChangeListener({});
+  m_busChangeCalls.close();
 }
 
 void DcamPralixDlg::reject() {

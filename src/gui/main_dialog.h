@@ -7,6 +7,7 @@
 
 #include "base/handle.h"
 #include "gui/page_services.h"
+#include "gui/queued_calls.h"
 #include "gui/sim_bus_dlg.h"
 
 class QAction;
@@ -69,6 +70,8 @@ class DcamPralixDlg : public QDialog {
   vxPtrHandle<void> m_handle;  // empty until the pages need a library object
   DcamPralixPropSheet* m_sheet;
   CBusEventLog* m_log;
+  // Bus resets reach the camera list's rebuild on this thread through here.
+  CQueuedCalls m_busChangeCalls{this};
   CAcqWindows* m_acqWindows;
   QPointer<CSimBusDlg> m_simBus;
   QAction* m_simulatedBusAction;

@@ -23,6 +23,7 @@ CSelectDCAMDlg::CSelectDCAMDlg(vxCameraList& cameras, CPrompter& prompter, bool 
     : QDialog(parent), m_cameras(cameras), m_prompter(prompter), m_exclusive(exclusive) {
   setWindowTitle("Select DCAM");
   setSizeGripEnabled(true);
+
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(new QLabel("DCAM cameras:"));
   m_list = new QListWidget;

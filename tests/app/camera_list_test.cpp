@@ -149,3 +149,60 @@ TEST(CameraList, NodeNumberOfAMissingCameraIsUnknown) {
 }
 
 }  // namespace
+
+TEST(CameraList, RefreshAppendsArrivalsAndRenewsReturningCamerasOnly) {
+  FakeModule module(2);
+  vxCameraList list(module);
+  Posted posted;
+  list.setLogWindow(posted.logWindow());
+  const std::shared_ptr<vxCameraEntry> first = list.entry(0);
+  const std::shared_ptr<vxCameraEntry> second = list.entry(1);
+
+  // Nothing changed: the same entries stay.
+  EXPECT_FALSE(list.refresh().changed());
+  EXPECT_EQ(list.entry(0), first);
+
+  // Camera 1 leaves; while it is gone, a refresh keeps its unplugged entry.
+  module.fake(1).setPlugged(false);
+  module.fireBusEvent(1, FakeModule::unplugEvent());
+  ASSERT_TRUE(second->isUnplugged());
+  EXPECT_FALSE(list.refresh().changed());
+  EXPECT_EQ(list.entry(1), second);
+
+  // A new camera arrives and camera 1 comes back: the new one is appended
+  // under the next number, the returning one gets a fresh entry that
+  // answers, and the old entry stays unplugged for whoever holds it.
+  const int arrived = module.addCamera();
+  module.fake(1).setPlugged(true);
+  const vxCameraList::Refresh changes = list.refresh();
+  EXPECT_EQ(changes.added, std::vector<int>{arrived});
+  EXPECT_EQ(changes.renewed, std::vector<int>{1});
+  ASSERT_EQ(list.size(), 3u);
+  EXPECT_EQ(list.entry(0), first);
+  EXPECT_NE(list.entry(1), second);
+  EXPECT_EQ(list.entry(1)->cameraNumber(), 1);
+  EXPECT_FALSE(list.entry(1)->isUnplugged());
+  EXPECT_TRUE(second->isUnplugged());
+  EXPECT_EQ(list.entry(2)->displayName(), "Acme Cam2 (0000000000001002)");
+  // One callback per entry: the old entry no longer hears camera 1.
+  EXPECT_EQ(module.callbackCount(), 3u);
+
+  // The fresh entries log their events to the list's log window.
+  module.fireBusEvent(1, FakeModule::unplugEvent());
+  module.fireBusEvent(2, FakeModule::unplugEvent());
+  EXPECT_TRUE(list.entry(1)->isUnplugged());
+  std::lock_guard lock(posted.mutex);
+  EXPECT_EQ(posted.lines.size(), 3u);
+}
+
+TEST(CameraList, AnotherCameraUnderAReturningNumberIsNotTakenForIt) {
+  FakeModule module(1);
+  vxCameraList list(module);
+  module.fake(0).setPlugged(false);
+  module.fireBusEvent(0, FakeModule::unplugEvent());
+  // The bus layer hands number 0 to a camera with another GUID.
+  module.fake(0).guid = 0xABCD;
+  module.fake(0).setPlugged(true);
+  EXPECT_FALSE(list.refresh().changed());
+  EXPECT_TRUE(list.entry(0)->isUnplugged());
+}

@@ -27,6 +27,7 @@
 #include "gui/page_topology.h"
 #include "gui/prop_sheet.h"
 #include "gui/queued_calls.h"
+#include "gui/select_dcam_dlg.h"
 #include "gui/sim_bus_dlg.h"
 #include "gui_test_support.h"
 #include "support/fake_camera.h"
@@ -467,6 +468,23 @@ class TestShell : public QObject {
       QVERIFY2(status.contains("Profile " + bad + ": not valid JSON"), qPrintable(status));
     }
     vx_ModuleRegistry::instance().setModule(nullptr);
+  }
+
+  void aCameraThatComesBackIsOfferedAsRespondingWithoutARestart() {
+    ShellFixture f;
+    const std::shared_ptr<vxCameraEntry> old = f.cameras.entry(1);
+    f.module.fake(1).setPlugged(false);
+    f.module.fireBusEvent(1, FakeModule::unplugEvent());
+    QVERIFY(old->isUnplugged());
+    // It comes back, and its arrival resets the bus.
+    f.module.fake(1).setPlugged(true);
+    f.module.fireBusEvent(0, FakeModule::busResetEvent(7));
+    QTRY_VERIFY(f.cameras.entry(1) != old);
+    QVERIFY(old->isUnplugged());
+    CSelectDCAMDlg dialog(f.cameras, f.prompter, true);
+    auto* list = dialog.findChild<QListWidget*>("cameraList");
+    QCOMPARE(list->count(), 2);
+    QCOMPARE(list->item(1)->text(), QString::fromStdString(old->displayName()));
   }
 
   void busEventsArriveOnTheGuiThreadByQueuedCalls() {

@@ -14,7 +14,7 @@ vxDcamIdentity FakeCamera::identity() const {
   vxDcamIdentity id;
   id.vendor = vendor;
   id.model = model;
-  id.guid = 0x1000u + static_cast<uint64_t>(m_number);
+  id.guid = guid != 0 ? guid : 0x1000u + static_cast<uint64_t>(m_number);
   id.unitSpecId = 0x00A02D;
   id.unitSwVersion = unitSwVersion;
   id.commandRegsBase = kDefaultCommandRegsBase;
@@ -433,6 +433,13 @@ FakeModule::FakeModule(int cameraCount, bool simulated, bool strict) {
 }
 
 FakeModule::~FakeModule() = default;
+
+int FakeModule::addCamera() {
+  const int number = cameraCount();
+  m_cameras.push_back(std::make_unique<FakeCamera>(number, true));
+  m_cameras.back()->set(0x800, 0x80000000u);
+  return number;
+}
 
 std::vector<std::string> FakeModule::busLayers() const {
   return {vxFormat("fake bus: %d cameras", cameraCount())};

@@ -60,6 +60,7 @@ class FakeCamera : public vx1394DCAM {
 
   std::string vendor = "Acme";
   std::string model;
+  uint64_t guid = 0;  // 0: 0x1000 + the camera's number
   uint32_t unitSwVersion = 0x101;
 
  protected:
@@ -164,6 +165,8 @@ class FakeModule : public vx_DcamModule {
     return fake(number);
   }
   FakeCamera& fake(int number);
+  // A camera that arrives on the bus after the start; returns its number.
+  int addCamera();
   int registerBusEventCallback(int cameraNumber, vxDcamBusEventCallback callback) override;
   void unregisterBusEventCallback(int id) override;
   vx_SimBusControl* simControl() override { return m_sim.get(); }
