@@ -1,6 +1,8 @@
 // The acquisition windows: the Acquire Images page opening them, their
 // operations, worker, statistics, log and bus events, on simulated cameras.
+#include <QApplication>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -335,6 +337,79 @@ class AcqDialogTest : public QObject {
     QCOMPARE(app.runningAcquisitionCount(), 0);
     dialog.reject();
     QVERIFY(!dialog.isVisible());
+  }
+  void savedImagesAgreeAcrossFormatsAndTheLogIsCopiedAndSaved() {
+    AcqFixture f;
+    QTemporaryDir dir;
+    QString caption, filter, answer;
+    CAcqDialog* window = f.windows->open();
+    window->setFileNamePrompt([&](QWidget*, const QString& c, const QString& fl) {
+      caption = c;
+      filter = fl;
+      return answer;
+    });
+    AcqFixture::click(window, "saveImageButton");
+    QCOMPARE(f.prompter.texts().last(), QString("No image acquired yet."));
+
+    window->useCamera(f.cameras.entry(0));
+    auto* formats = window->findChild<QComboBox*>("videoFormatList");
+    int mono16 = -1;
+    for (int i = 0; i < formats->count() && mono16 < 0; ++i)
+      if (formats->itemText(i).contains("Mono16")) mono16 = i;
+    QVERIFY(mono16 >= 0);
+    formats->setCurrentIndex(mono16);
+    AcqFixture::click(window, "initializeButton");
+    QVERIFY(window->fifo());
+    QSignalSpy finished(window, &CAcqDialog::workerFinished);
+    AcqFixture::click(window, "singleImageButton");
+    QVERIFY(finished.wait(10000));
+
+    // Raw 16-bit: a binary grey map with the full sample range.
+    answer = dir.filePath("frame.pgm");
+    AcqFixture::click(window, "saveImageButton");
+    QCOMPARE(caption, QString("Save Image"));
+    QVERIFY(filter.contains("*.pgm") && filter.contains("*.png"));
+    QFile pgmFile(answer);
+    QVERIFY(pgmFile.open(QIODevice::ReadOnly));
+    const QByteArray pgm = pgmFile.readAll();
+    const QByteArray header("P5\n640 480\n65535\n");
+    QVERIFY(pgm.startsWith(header));
+    QCOMPARE(pgm.size(), header.size() + 640 * 480 * 2);
+
+    // The PNG of the same image shows each sample's most significant byte,
+    // which the raw map stores first.
+    answer = dir.filePath("frame.png");
+    AcqFixture::click(window, "saveImageButton");
+    const QImage png(answer);
+    QCOMPARE(png.size(), QSize(640, 480));
+    bool varied = false;
+    for (const QPoint p : {QPoint(0, 0), QPoint(17, 3), QPoint(320, 240), QPoint(639, 479),
+                           QPoint(100, 400), QPoint(511, 77)}) {
+      const auto high = static_cast<uint8_t>(pgm[header.size() + 2 * (p.y() * 640 + p.x())]);
+      QCOMPARE(qGray(png.pixel(p)), static_cast<int>(high));
+      varied = varied || qGray(png.pixel(p)) != qGray(png.pixel(0, 0));
+    }
+    QVERIFY(varied);
+    const int before = f.prompter.texts().size();
+    answer.clear();  // the user cancels: nothing is written, nothing said
+    AcqFixture::click(window, "saveImageButton");
+    QCOMPARE(f.prompter.texts().size(), before);
+
+    const QStringList lines = window->logLines();
+    QVERIFY(lines.size() >= 3);
+    AcqFixture::click(window, "copyLogButton");
+    QCOMPARE(QApplication::clipboard()->text().split('\n', Qt::SkipEmptyParts), lines);
+
+    answer = dir.filePath("session.log");
+    AcqFixture::click(window, "saveLogButton");
+    QCOMPARE(caption, QString("Save Log"));
+    QFile logFile(answer);
+    QVERIFY(logFile.open(QIODevice::ReadOnly | QIODevice::Text));
+    QCOMPARE(QString::fromUtf8(logFile.readAll()).split('\n', Qt::SkipEmptyParts), lines);
+
+    answer = dir.filePath("no-such-folder/session.log");
+    AcqFixture::click(window, "saveLogButton");
+    QCOMPARE(f.prompter.texts().last(), "Could not save the log to " + answer + ".");
   }
 };
 
