@@ -9,6 +9,8 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QSlider>
+#include <QSpinBox>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -29,11 +31,12 @@
 
 namespace {
 
-std::unique_ptr<vx_DcamModule> simulate() {
+std::unique_ptr<vx_DcamModule> simulate(
+    std::vector<std::string> profiles = {"korvane-kv640m", "korvane-kv640m", "korvane-kv640m"}) {
   vx_ModuleOptions options;
   options.simulate = true;
   options.realBus = false;
-  options.simulatedProfiles = {"korvane-kv640m", "korvane-kv640m", "korvane-kv640m"};
+  options.simulatedProfiles = std::move(profiles);
   options.profileDirs = {pralix_test::profilesDir()};
   auto module = std::make_unique<vx_QrvnvDcamModule>(options);
   // Frames ten times faster than real time keep the runs short.
@@ -44,7 +47,9 @@ std::unique_ptr<vx_DcamModule> simulate() {
 // The simulated module, the camera list and a window registry as the main
 // dialog has them.
 struct AcqFixture {
-  AcqFixture() : module(simulate()), cameras(*module) {
+  AcqFixture() : AcqFixture(simulate()) {}
+  explicit AcqFixture(std::unique_ptr<vx_DcamModule> simulated)
+      : module(std::move(simulated)), cameras(*module) {
     services.cameras = &cameras;
     services.prompter = &prompter;
     windows = std::make_unique<CAcqWindows>(services);
@@ -410,6 +415,87 @@ class AcqDialogTest : public QObject {
     answer = dir.filePath("no-such-folder/session.log");
     AcqFixture::click(window, "saveLogButton");
     QCOMPARE(f.prompter.texts().last(), "Could not save the log to " + answer + ".");
+  }
+  void controlsActOnTheFifoOrSayWhyTheyCannot() {
+    AcqFixture f;
+    CAcqDialog* window = f.windows->open();
+    auto* packet = window->findChild<QSpinBox*>("bytesPerPacket");
+    auto* brightness = window->findChild<QSlider*>("brightnessSlider");
+    auto* strobe = window->findChild<QCheckBox*>("strobeEnableCheck");
+    auto* pattern = window->findChild<QCheckBox*>("testPatternCheck");
+    for (QWidget* w : {static_cast<QWidget*>(packet), static_cast<QWidget*>(brightness),
+                       static_cast<QWidget*>(strobe)}) {
+      QVERIFY(!w->isEnabled());
+      QCOMPARE(w->toolTip(), QString("Initialize Acquisition first."));
+    }
+    QVERIFY(!pattern->isEnabled());
+    QCOMPARE(pattern->toolTip(), QString("Select a camera first."));
+    window->close();
+
+    // A fixed-format camera without strobe: packet size and strobe are
+    // refused with their reasons; brightness goes through the FIFO.
+    window = f.ready(0);
+    packet = window->findChild<QSpinBox*>("bytesPerPacket");
+    brightness = window->findChild<QSlider*>("brightnessSlider");
+    strobe = window->findChild<QCheckBox*>("strobeEnableCheck");
+    pattern = window->findChild<QCheckBox*>("testPatternCheck");
+    QVERIFY(!packet->isEnabled());
+    QCOMPARE(packet->toolTip(),
+             QString("The packet size is fixed by the format; only Format_7 modes set it."));
+    QVERIFY(!strobe->isEnabled());
+    QCOMPARE(strobe->toolTip(), QString("The camera has no strobe output."));
+    QVERIFY(brightness->isEnabled() && pattern->isEnabled());
+    QVERIFY(brightness->toolTip().isEmpty());
+    brightness->setValue(40);
+    QCOMPARE(window->fifo()->contrastBrightnessProp()->brightness(), 0.40);
+
+    // With auto snap each property change takes one image.
+    QSignalSpy finished(window, &CAcqDialog::workerFinished);
+    window->findChild<QCheckBox*>("autoSnapCheck")->setChecked(true);
+    brightness->setValue(60);
+    QVERIFY(finished.wait(10000));
+    QCOMPARE(window->statistics().acquired, 1u);
+    QTRY_VERIFY_WITH_TIMEOUT(window->histogram()->histogram().total() > 0, 10000);
+    const vxHistogram scene = window->histogram()->histogram();
+    QTest::mouseClick(pattern, Qt::LeftButton);
+    QVERIFY(finished.wait(10000));
+    QCOMPARE(window->statistics().acquired, 2u);
+    QTRY_VERIFY_WITH_TIMEOUT(window->histogram()->histogram().bins() != scene.bins(), 10000);
+  }
+
+  void formatSevenControlsSetPacketSizeRoiHeightAndStrobe() {
+    AcqFixture f(simulate({"tessaly-f7flex"}));
+    CAcqDialog* window = f.windows->open();
+    window->useCamera(f.cameras.entry(0));
+    auto* formats = window->findChild<QComboBox*>("videoFormatList");
+    const int mode0 = formats->findText("Format7 Mode 0 Mono");
+    QVERIFY(mode0 >= 0);
+    formats->setCurrentIndex(mode0);
+    AcqFixture::click(window, "initializeButton");
+    QVERIFY(window->fifo());
+
+    auto* packet = window->findChild<QSpinBox*>("bytesPerPacket");
+    QVERIFY(packet->isEnabled());
+    const double before = window->fifo()->bandwidthProp()->bandwidth();
+    packet->setValue(packet->maximum() / 2);
+    emit packet->editingFinished();
+    QVERIFY(window->fifo()->bandwidthProp()->bandwidth() < before);
+
+    auto* strobe = window->findChild<QCheckBox*>("strobeEnableCheck");
+    QVERIFY(strobe->isEnabled());
+    strobe->setChecked(true);
+    QVERIFY(window->fifo()->strobeProp()->strobe());
+
+    // A lower ROI takes fewer rows: the histogram counts width x height pixels.
+    auto* height = window->findChild<QSpinBox*>("roiHeight");
+    QCOMPARE(height->maximum(), 1024);
+    height->setValue(256);
+    emit height->editingFinished();
+    QCOMPARE(window->fifo()->roiProp().roi().height, 256);
+    QSignalSpy finished(window, &CAcqDialog::workerFinished);
+    AcqFixture::click(window, "singleImageButton");
+    QVERIFY(finished.wait(10000));
+    QTRY_COMPARE_WITH_TIMEOUT(window->histogram()->histogram().total(), uint64_t{1280} * 256, 10000);
   }
 };
 
