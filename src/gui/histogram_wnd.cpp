@@ -180,7 +180,7 @@ QMenu* CHistogramWnd::buildMenu() {
                                            "Full scale count:", static_cast<int>(m_fixedScale), 1,
                                            1 << 30, 100, &ok);
     if (ok) setFixedScale(static_cast<uint32_t>(count));
-  });
+  })->setObjectName("actionFullScale");
   menu->addAction("Marker Bins ...", this, [this] {
     bool ok = false;
     const int red = QInputDialog::getInt(this, "Image Histogram", "Red marker bin:", m_redMarker, 0,
@@ -189,7 +189,7 @@ QMenu* CHistogramWnd::buildMenu() {
     const int blue = QInputDialog::getInt(this, "Image Histogram", "Blue marker bin:", m_blueMarker,
                                           0, 255, 1, &ok);
     if (ok) setMarkers(red, blue);
-  });
+  })->setObjectName("actionMarkerBins");
   return menu;
 }
 

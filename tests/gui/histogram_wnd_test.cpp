@@ -1,12 +1,14 @@
 // CHistogramWnd drawn into an image and read at chosen pixels.
 #include <QAction>
 #include <QImage>
+#include <QInputDialog>
 #include <QMenu>
 #include <QtTest>
 
 #include <vector>
 
 #include "gui/histogram_wnd.h"
+#include "gui_test_support.h"
 
 namespace {
 
@@ -143,6 +145,55 @@ class HistogramWndTest : public QObject {
     // Bars fill the same columns down to the base.
     wnd.setBarMode(true);
     QCOMPARE(at(drawn(wnd), middle, top + 3), CHistogramWnd::kPlotGreen);
+  }
+  void contextMenuChangesEverySetting() {
+    CHistogramWnd wnd;
+    wnd.setHistogram(histogramOf({{10, 30000}, {200, 5000}}));
+    QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(5, 5), QPoint(5, 5));
+    QCoreApplication::sendEvent(&wnd, &event);
+    auto* menu = wnd.findChild<QMenu*>("histogramMenu");
+    QVERIFY(menu);
+    auto action = [menu](const char* name) {
+      QAction* a = menu->findChild<QAction*>(name);
+      if (!a) qFatal("no action %s", name);
+      return a;
+    };
+    QVERIFY(action("actionAutoScale")->isChecked() && action("actionBarMode")->isChecked());
+    QVERIFY(!action("actionShowMarkers")->isChecked());
+    action("actionAutoScale")->trigger();
+    action("actionBarMode")->trigger();
+    action("actionShowMarkers")->trigger();
+    action("actionHistogramEnable")->trigger();
+    QVERIFY(!wnd.autoScale() && !wnd.barMode() && wnd.showMarkers());
+    QVERIFY(!wnd.isEnabledForImages());
+    QCOMPARE(wnd.verticalScale(), CHistogramWnd::kDefaultFixedScale);
+
+    // The full-scale count and the two marker bins are asked for in turn.
+    whenModalDialogRuns([](QDialog* dialog) {
+      auto* input = qobject_cast<QInputDialog*>(dialog);
+      QVERIFY(input);
+      input->setIntValue(40000);
+      input->accept();
+    });
+    action("actionFullScale")->trigger();
+    QCOMPARE(wnd.verticalScale(), 40000u);
+    whenModalDialogRuns([](QDialog* dialog) {
+      whenModalDialogRuns([](QDialog* second) {
+        qobject_cast<QInputDialog*>(second)->setIntValue(200);
+        second->accept();
+      });
+      qobject_cast<QInputDialog*>(dialog)->setIntValue(10);
+      dialog->accept();
+    });
+    action("actionMarkerBins")->trigger();
+    QCOMPARE(wnd.redMarker(), 10);
+    QCOMPARE(wnd.blueMarker(), 200);
+    QVERIFY(wnd.statisticsLine().endsWith("Red: 10 - 30000   Blue: 200 - 5000"));
+    // Cancelling the first question keeps both bins.
+    whenModalDialogRuns([](QDialog* dialog) { dialog->reject(); });
+    action("actionMarkerBins")->trigger();
+    QCOMPARE(wnd.redMarker(), 10);
+    menu->close();
   }
 };
 
