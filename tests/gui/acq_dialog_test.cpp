@@ -16,6 +16,7 @@
 
 #include <memory>
 
+#include "acquisition/dcam_registers.h"
 #include "acquisition/sim_control.h"
 #include "app/camera_list.h"
 #include "gui/acq_dialog.h"
@@ -496,6 +497,11 @@ class AcqDialogTest : public QObject {
     AcqFixture::click(window, "singleImageButton");
     QVERIFY(finished.wait(10000));
     QTRY_COMPARE_WITH_TIMEOUT(window->histogram()->histogram().total(), uint64_t{1280} * 256, 10000);
+    // The camera streamed with the packet size chosen, a whole number of units.
+    const std::optional<vxDcamFormat7Mode> mode = vxDcamReadFormat7Mode(window->fifo()->camera(), 0);
+    QVERIFY(mode);
+    QVERIFY(mode->bytesPerPacket > 0 && mode->bytesPerPacket <= uint32_t(packet->maximum() / 2));
+    QVERIFY(mode->bytesPerPacket + mode->unitBytesPerPacket > uint32_t(packet->maximum() / 2));
   }
 };
 
