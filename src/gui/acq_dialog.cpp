@@ -545,11 +545,17 @@ void CAcqDialog::setUpExposure() {
 void CAcqDialog::setUpControls() {
   const bool haveFifo = static_cast<bool>(m_fifo);
   const QString noFifo = "Initialize Acquisition first.";
+  // An unplugged camera answers no register reads: every control that needs
+  // one is refused for that reason, not for a feature the camera lacks.
+  const bool gone = m_unplugged || (m_entry && m_entry->isUnplugged());
+  auto because = [&](const QString& reason) {
+    return !haveFifo ? noFifo : gone ? QString(kCameraGone) : reason;
+  };
   std::optional<vxDcamFormat7Mode> f7;
   std::optional<vxDcamTriggerInfo> triggerInfo;
-  if (haveFifo && m_fifo->videoFormat().isFormat7())
+  if (haveFifo && !gone && m_fifo->videoFormat().isFormat7())
     f7 = vxDcamReadFormat7Mode(m_fifo->camera(), m_fifo->videoFormat().mode());
-  if (haveFifo) triggerInfo = vxDcamReadTrigger(m_fifo->camera());
+  if (haveFifo && !gone) triggerInfo = vxDcamReadTrigger(m_fifo->camera());
 
   if (f7 && f7->maxBytesPerPacket > 0) {
     const int unit = static_cast<int>(std::max(f7->unitBytesPerPacket, 1u));
@@ -559,9 +565,8 @@ void CAcqDialog::setUpControls() {
         static_cast<int>(f7->bytesPerPacket ? f7->bytesPerPacket : f7->maxBytesPerPacket));
     allow(m_bytesPerPacket, true, {});
   } else {
-    allow(
-        m_bytesPerPacket, false,
-        haveFifo ? "The packet size is fixed by the format; only Format_7 modes set it." : noFifo);
+    allow(m_bytesPerPacket, false,
+          because("The packet size is fixed by the format; only Format_7 modes set it."));
   }
   if (haveFifo) {
     m_roiHeight->setRange(1, static_cast<int>(m_fifo->imageHeight()));
@@ -597,16 +602,14 @@ void CAcqDialog::setUpControls() {
   if (!haveFifo) allow(m_exposureEdit, false, noFifo);
 
   const bool hasTrigger = triggerInfo && triggerInfo->present;
-  allow(m_triggerDelay, haveFifo && hasTrigger,
-        haveFifo ? "The camera has no trigger feature." : noFifo);
+  allow(m_triggerDelay, haveFifo && hasTrigger, because("The camera has no trigger feature."));
   allow(m_triggerPolarity, haveFifo && hasTrigger && triggerInfo->polarity,
-        haveFifo ? "The camera cannot change its trigger polarity." : noFifo);
+        because("The camera cannot change its trigger polarity."));
 
   const bool strobe = haveFifo && m_fifo->strobeProp();
-  const QString noStrobe = !haveFifo ? noFifo
-                           : !strobe ? QString("The camera has no strobe output.")
-                                     : QString("Strobe control works in Format_7 modes only.");
-  const bool strobeAllowed = strobe && m_fifo->videoFormat().isFormat7();
+  const QString noStrobe = because(!strobe ? QString("The camera has no strobe output.")
+                                           : QString("Strobe control works in Format_7 modes only."));
+  const bool strobeAllowed = strobe && !gone && m_fifo->videoFormat().isFormat7();
   if (strobeAllowed) {
     std::optional<vxDcamStrobeInfo> info = vxDcamReadStrobeInfo(m_fifo->camera());
     const int line = m_fifo->strobeProp()->strobeLine();
@@ -921,6 +924,8 @@ void CAcqDialog::onBusEvent(int cameraNumber, vxDcamBusEventInfo info) {
     if (info.isUnplugged()) {
       m_unplugged = true;
       appendLog(stamped("%s-: Warning: the camera has been unplugged!\r\n"));
+      // The controls were set up while the camera still seemed present.
+      if (!m_workerRunning) setUpControls();
     } else if (info.isBusReset()) {
       ++m_busResets;
       appendLog(vxFormat("%s-: Warning: a 1394 bus reset occurred (%d)\r\n", vxTimeStamp().c_str(),

@@ -46,6 +46,8 @@ class CAcqDialog : public QDialog {
   static constexpr const char* kErrorCaption = "Error";
   static constexpr const char* kNotResponding =
       "Camera is not responding, it may have been unplugged!";
+  // The reason a control that needs the camera's registers is disabled.
+  static constexpr const char* kCameraGone = "The camera is not responding.";
   static constexpr const char* kStopBeforeExit = "Please stop image acquisition before exiting.";
   // The statistics timer's period.
   static constexpr int kStatisticsPeriodMs = 1000;

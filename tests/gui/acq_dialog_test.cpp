@@ -293,6 +293,11 @@ class AcqDialogTest : public QObject {
     QCOMPARE(AcqFixture::indexOf(second, "camera is not responding"), -1);
     QCOMPARE(second->findChild<QLabel*>("connectionPicture")->property("responding").toBool(),
              false);
+    // Controls that need the camera's registers say why they are off.
+    QTRY_COMPARE(second->findChild<QSpinBox*>("bytesPerPacket")->toolTip(),
+                 QString(CAcqDialog::kCameraGone));
+    QCOMPARE(second->findChild<QLineEdit*>("triggerDelayEdit")->toolTip(),
+             QString(CAcqDialog::kCameraGone));
     // The unplug resets the bus for the other camera: its window stops on
     // the reset, says so, and acquires again when asked.
     QTRY_VERIFY_WITH_TIMEOUT(!first->isAcquiring(), 10000);
