@@ -53,7 +53,10 @@ vxCameraState vxCaptureCameraState(vxDcamCamera& camera) {
   state.vendor = identity.vendor;
   state.model = identity.model;
   state.guid = identity.guid;
+  // The catalogue lists a few registers in two groups; the state keeps the first.
+  std::set<uint32_t> seen;
   for (vxRegister* reg : camera.registers().registers()) {
+    if (!seen.insert(reg->address()).second) continue;
     vxStateRegister entry;
     entry.name = reg->regName();
     entry.address = reg->address();
