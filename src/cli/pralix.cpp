@@ -8,6 +8,7 @@
 #include "cli/cli_options.h"
 #include "cli/command.h"
 #include "cli/commands.h"
+#include "cli/cmd_state.h"
 
 std::vector<std::unique_ptr<CliCommand>> makeCommands() {
   std::vector<std::unique_ptr<CliCommand>> commands;
@@ -26,6 +27,8 @@ std::vector<std::unique_ptr<CliCommand>> makeCommands() {
   commands.push_back(std::make_unique<HostCommand>());
   commands.push_back(std::make_unique<TopologyCommand>());
   commands.push_back(std::make_unique<ValidateCommand>());
+  commands.push_back(std::make_unique<SaveCommand>());
+  commands.push_back(std::make_unique<DiffCommand>());
   return commands;
 }
 
