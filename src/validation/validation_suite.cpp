@@ -318,7 +318,7 @@ int vxValidationSuite::roiMetrics() {
       }
       fifo.triggerProp().triggerEnable(true);
       double rate = 0.0;
-      if (!fifo.prepare(vxAcqFifo::kWaitForever) || !measureRate(fifo, i == 0 ? 200 : 1000, rate)) {
+      if (!fifo.prepare(vxAcqFifo::kWaitForever) || !measureRate(fifo, i == 0 ? m_roiFullFrames : m_roiPartialFrames, rate)) {
         fifo.flush();
         post("Acquisition failed when measuring rate\r\n");
         return 1;

@@ -56,6 +56,14 @@ class vxValidationSuite {
     m_triggerTimeout = timeScale > 0.0 ? 2.0 / timeScale : 0.01;
   }
 
+  // Frames the ROI test times at the full region and at each partial one
+  // (200 and 1000). A rehearsal on an unpaced simulated camera may take
+  // fewer: the rates come from the camera's clock either way.
+  void setRoiFrameCounts(int full, int partial) {
+    m_roiFullFrames = full;
+    m_roiPartialFrames = partial;
+  }
+
   // Read between tests: a test in progress finishes. Any thread may call it.
   void requestStop() { m_stop.store(true); }
   bool stopRequested() const { return m_stop.load(); }
@@ -101,6 +109,8 @@ class vxValidationSuite {
   std::atomic<bool> m_stop{false};
   double m_triggerTimeout = 2.0;
   double m_clockScale = 1.0;
+  int m_roiFullFrames = 200;
+  int m_roiPartialFrames = 1000;
   std::vector<vxValidationOutcome> m_outcomes;
   std::vector<std::string>* m_capture = nullptr;
 };
