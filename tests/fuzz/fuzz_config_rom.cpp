@@ -37,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   try {
     vxDcamCamera camera(0, &module);
     readAll(camera.group(vxDcamCamera::kConfigRom));
-    (void)vxRegisterDumpBuilder::build(0, module);
+    (void)vxRegisterDumpBuilder::build(0, module, vxReportProgress{});
   } catch (const vxException&) {
     // A camera the program cannot read ends in a message, not a crash.
   }

@@ -125,6 +125,22 @@ TEST_F(VfwBusTest, RequestsAnswerWithBigEndianPayloadsAndRcodes) {
   std::vector<uint32_t> outside(1, 0);
   EXPECT_EQ(request(fd, TCODE_READ_QUADLET_REQUEST, 0xFFFFE0000000ull, outside, reset.generation),
             uint32_t(RCODE_ADDRESS_ERROR));
+
+  // A write block shorter than one quadlet: answered with a type error, the
+  // two bytes behind its pointer left unread.
+  const uint16_t half = 0x1234;
+  fw_cdev_send_request shortBlock{};
+  shortBlock.tcode = TCODE_WRITE_BLOCK_REQUEST;
+  shortBlock.length = 2;
+  shortBlock.offset = 0xFFFFF0F00800ull;
+  shortBlock.data = reinterpret_cast<uintptr_t>(&half);
+  shortBlock.generation = reset.generation;
+  ASSERT_EQ(bus.ioctl(fd, FW_CDEV_IOC_SEND_REQUEST, &shortBlock), 0);
+  alignas(8) unsigned char buffer[256];
+  ASSERT_GE(bus.read(fd, buffer, sizeof buffer), ssize_t(offsetof(fw_cdev_event_response, data)));
+  fw_cdev_event_response head;
+  std::memcpy(&head, buffer, offsetof(fw_cdev_event_response, data));
+  EXPECT_EQ(head.rcode, uint32_t(RCODE_TYPE_ERROR));
   bus.close(fd);
 }
 
@@ -194,6 +210,14 @@ TEST_F(VfwBusTest, IsoResourcesComeFromOnePoolOfTheBus) {
   // Closing a client gives its channel and bandwidth back.
   bus.close(a);
   EXPECT_EQ(allocate(b, 0x1, 3000).channel, 0);
+
+  // A one-shot deallocation of more than the bus's whole budget is refused,
+  // as an allocation is, and the pool stays as it was.
+  fw_cdev_allocate_iso_resource huge{};
+  huge.bandwidth = 0x81C0FFEEu;
+  EXPECT_EQ(bus.ioctl(b, FW_CDEV_IOC_DEALLOCATE_ISO_RESOURCE_ONCE, &huge), -1);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(allocate(b, 0, 1000).bandwidth, 0);  // 4915 - 3000 - 1000 left: 915
   bus.close(b);
 }
 

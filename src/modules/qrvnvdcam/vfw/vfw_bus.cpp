@@ -665,7 +665,9 @@ int vx_VfwBus::sendRequest(Client& c, void* arg) {
       return -1;
     }
     in.resize(quads);
-    std::memcpy(in.data(), reinterpret_cast<const void*>(uintptr_t(request->data)), quads * 4);
+    // A block shorter than a quadlet carries nothing the cameras take.
+    if (quads != 0)
+      std::memcpy(in.data(), reinterpret_cast<const void*>(uintptr_t(request->data)), quads * 4);
     for (uint32_t& q : in) q = ntohl(q);
   }
   std::vector<uint32_t> out;
@@ -743,6 +745,12 @@ int vx_VfwBus::deallocateIso(Client& c, void* arg, bool once) {
   uint32_t handle = uint32_t(-1);
   if (once) {
     auto* request = static_cast<fw_cdev_allocate_iso_resource*>(arg);
+    // The same checks as an allocation: a bandwidth beyond the bus's whole
+    // budget is refused, not added to what is free.
+    if ((request->channels == 0 && request->bandwidth == 0) || request->bandwidth > 4915) {
+      errno = EINVAL;
+      return -1;
+    }
     r.closure = request->closure;
     const uint64_t channels = request->channels & m_channelsInUse;
     if (channels) r.channel = __builtin_ctzll(channels);
