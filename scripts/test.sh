@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs the whole test suite: the warnings-as-errors build, then the
 # address/undefined sanitizer build, then the threaded tests under
-# ThreadSanitizer.
+# ThreadSanitizer, then each libFuzzer target for 20 seconds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
@@ -12,3 +12,5 @@ for preset in dev asan tsan; do
   cmake --build --preset "$preset" -j "$jobs"
   ctest --preset "$preset" -j "$jobs"
 done
+echo "== fuzz =="
+bash scripts/fuzz.sh 20
