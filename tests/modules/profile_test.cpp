@@ -58,6 +58,7 @@ TEST(SimProfiles, MalformedProfilesAreRefusedNamingFileAndProblem) {
   };
   const Case cases[] = {
       {"{\"vendor\": \"V\",", "not valid JSON"},
+      {"{\"vendor\": 31E5000004}", "not valid JSON"},  // beyond a double's range
       {"[1, 2]", "must be an object"},
       {R"({"vendor": "V", "model": "M", "iidcVersion": "1.31", "formats": []})",
        "missing field \"guid\""},

@@ -388,7 +388,8 @@ vx_SimProfile vxParseSimProfile(const std::string& text, const std::string& file
   json doc;
   try {
     doc = json::parse(text);
-  } catch (const json::parse_error& e) {
+  } catch (const json::exception& e) {
+    // A syntax error, or a number too large for any JSON number type.
     r.fail("", vxFormat("not valid JSON (%s)", e.what()));
   }
   r.object(doc, "the top level");
