@@ -2,6 +2,7 @@
 #include "gui/page_widgets.h"
 
 #include <QBoxLayout>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -58,4 +59,17 @@ void markReadOnly(QLineEdit* edit) {
   QPalette palette = edit->palette();
   palette.setColor(QPalette::Base, palette.color(QPalette::Window));
   edit->setPalette(palette);
+}
+
+bool writeTextFile(const QString& fileName, const QString& text, QString* error) {
+  QFile file(fileName);
+  bool saved = file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text);
+  if (saved) {
+    const QByteArray bytes = text.toUtf8();
+    saved = file.write(bytes) == bytes.size();
+    file.close();
+    saved = saved && file.error() == QFileDevice::NoError;
+  }
+  if (!saved && error) *error = file.errorString();
+  return saved;
 }

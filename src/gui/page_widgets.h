@@ -29,3 +29,7 @@ CCameraRow addCameraRow(QBoxLayout* layout);
 void markReadOnly(QLineEdit* edit);
 // A button with its objectName.
 QPushButton* makeButton(const QString& text, const QString& objectName, QWidget* parent = nullptr);
+
+// Writes text into a file in text mode (the platform's line ends), replacing
+// what was there. False with the reason in error when it could not.
+bool writeTextFile(const QString& fileName, const QString& text, QString* error);

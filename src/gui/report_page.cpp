@@ -4,7 +4,6 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QDir>
-#include <QFile>
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLineEdit>
@@ -175,17 +174,10 @@ void CReportPage::saveReport() {
   const QString suggested = QDir::home().filePath(m_suggestedFileName);
   const QString fileName = m_fileNamePrompt(this, suggested);
   if (fileName.isEmpty()) return;
-  QFile file(fileName);
-  // Text mode writes the platform's line ends.
-  bool saved = file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text);
-  if (saved) {
-    const QByteArray bytes = displayText(m_report).toUtf8();
-    saved = file.write(bytes) == bytes.size();
-    file.close();
-    saved = saved && file.error() == QFileDevice::NoError;
-  }
+  QString reason;
+  const bool saved = writeTextFile(fileName, displayText(m_report), &reason);
   if (!saved)
     m_services.prompter->error(
         this,
-        QString("The report could not be saved to \"%1\": %2").arg(fileName, file.errorString()));
+        QString("The report could not be saved to \"%1\": %2").arg(fileName, reason));
 }
