@@ -29,6 +29,21 @@ class vx_SimBusControl {
   // Transactions at this address fail until cleared.
   virtual void setReadFault(int cameraNumber, uint32_t address, bool fail) = 0;
   virtual void setWriteFault(int cameraNumber, uint32_t address, bool fail) = 0;
+  // Writes at this address are acknowledged and change nothing.
+  // Buses without these two controls ignore them.
+  virtual void setIgnoredWrite(int cameraNumber, uint32_t address, bool ignore) {
+    (void)cameraNumber;
+    (void)address;
+    (void)ignore;
+  }
+  // The feature of this control register keeps its value field (bits 0..11)
+  // at or below ceiling whatever is written; 0xFFF removes the ceiling.
+  virtual void setValueCeiling(int cameraNumber, uint32_t controlAddress, uint32_t ceiling) {
+    (void)cameraNumber;
+    (void)controlAddress;
+    (void)ceiling;
+  }
+  // Clears the read and write faults, ignored writes and ceilings.
   virtual void clearFaults(int cameraNumber) = 0;
   // The same for every quadlet from first to last, inclusive.
   void setReadFaults(int cameraNumber, uint32_t first, uint32_t last, bool fail) {
@@ -77,6 +92,13 @@ class vx_SimBusControl {
   // with a hardware source and ISO_EN on takes one frame; otherwise it is
   // ignored. No trigger ever comes by itself.
   virtual void fireTrigger(int cameraNumber) { (void)cameraNumber; }
+  // A trigger line connected to the camera's hardware trigger input that
+  // pulses every frame period: a camera waiting for a hardware trigger takes
+  // frames by itself.
+  virtual void setTriggerLine(int cameraNumber, bool connected) {
+    (void)cameraNumber;
+    (void)connected;
+  }
   // The camera's built-in test pattern instead of the scene.
   virtual void setTestPattern(int cameraNumber, bool on) {
     (void)cameraNumber;

@@ -342,6 +342,56 @@ TEST(SimCameraFaults, ProfileRangesFailFromPowerOnAndOnlyThere) {
             "");
 }
 
+TEST(SimCameraFaults, IgnoredWritesAndValueCeilings) {
+  vx_SimCamera camera(shippedProfile("tessaly-f7flex"));
+  const uint32_t shutter = kCmd + 0x800 + 4 * kSimShutter;
+  const uint32_t gain = kCmd + 0x800 + 4 * kSimGain;  // raw 0..720, absolute 0..24 dB
+  const uint32_t shutterBefore = readOk(camera, shutter);
+  camera.setIgnoredWrite(0x800 + 4 * kSimShutter, true);
+  writeOk(camera, shutter, 0x82000000u | 77u);  // acknowledged, not kept
+  EXPECT_EQ(readOk(camera, shutter), shutterBefore);
+  camera.setIgnoredWrite(shutter, false);
+  writeOk(camera, shutter, 0x82000000u | 77u);
+  EXPECT_EQ(readOk(camera, shutter) & 0xFFF, 77u);
+
+  camera.setValueCeiling(gain, 200);
+  writeOk(camera, gain, 0x82000000u | 150u);
+  EXPECT_EQ(readOk(camera, gain) & 0xFFF, 150u);
+  writeOk(camera, gain, 0x82000000u | 360u);
+  EXPECT_EQ(readOk(camera, gain), 0x82000000u | 200u);  // the other bits as written
+  // The absolute value lands on the ceiling too and reads back what the camera does.
+  const uint32_t gainAbs = offsetTarget(camera, 0x700 + 4 * kSimGain);
+  writeOk(camera, gainAbs + 8, floatBits(20.0f));
+  EXPECT_EQ(readOk(camera, gain) & 0xFFF, 200u);
+  EXPECT_NEAR(asFloat(readOk(camera, gainAbs + 8)), 200.0f / 720.0f * 24.0f, 1e-4);
+  camera.setValueCeiling(shutter - 0x800 + 0x830, 1);  // the trigger has no value field: ignored
+  camera.clearFaults();
+  writeOk(camera, gain, 0x82000000u | 360u);
+  EXPECT_EQ(readOk(camera, gain) & 0xFFF, 360u);
+
+  vx_SimProfile profile = shippedProfile("tessaly-f7flex");
+  profile.ignoredWrites = {{0x81C, 0x820}};
+  profile.valueCeilings = {{kSimBrightness, 10}};
+  vx_SimCamera fromProfile(profile);
+  writeOk(fromProfile, gain, 0x82000000u | 360u);
+  EXPECT_NE(readOk(fromProfile, gain) & 0xFFF, 360u);
+  writeOk(fromProfile, kCmd + 0x800, 0x82000000u | 50u);
+  EXPECT_EQ(readOk(fromProfile, kCmd + 0x800) & 0xFFF, 10u);
+
+  EXPECT_EQ(profileRefusal(R"(, "faults": {"ignoredWrites": ["81C"], "ceilings": {"gain": 200},
+                                           "triggerLine": true, "droppedFrames": 0.25,
+                                           "incompleteFrames": 0})"),
+            "");
+  EXPECT_NE(profileRefusal(R"(, "faults": {"ceilings": {"trigger": 1}})").find("faults.ceilings.trigger"),
+            std::string::npos);
+  EXPECT_NE(profileRefusal(R"(, "faults": {"ceilings": {"gain": 5000}})").find("faults.ceilings.gain"),
+            std::string::npos);
+  EXPECT_NE(profileRefusal(R"(, "faults": {"droppedFrames": 1.5})").find("between 0 and 1"),
+            std::string::npos);
+  EXPECT_NE(profileRefusal(R"(, "faults": {"triggerLine": "yes"})").find("faults.triggerLine"),
+            std::string::npos);
+}
+
 TEST(SimCameraFaults, LatencyAndTransactionCount) {
   vx_SimCamera camera(shippedProfile("korvane-kv640m"));
   EXPECT_EQ(camera.transactionCount(), 0u);

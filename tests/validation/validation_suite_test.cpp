@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "sim_stream_util.h"
+#include "support/test_paths.h"
 #include "validation/validation_suite.h"
 
 namespace {
@@ -184,6 +185,61 @@ TEST(ValidationTests, TriggerTestFailsWhenTriggersArriveByThemselves) {
   done = true;
   line.join();
   EXPECT_TRUE(wired.has("Got Unexpected HW trigger for acquire 1.\r\n"));
+}
+
+// Each fault a camera profile can carry makes its test fail with the line
+// a station engineer would see from such a camera.
+TEST(ValidationFaults, ProfileFaultsFailTheirTestWithItsLine) {
+  struct Case {
+    const char* profile;
+    const char* key;
+    const char* line;
+  };
+  const Case cases[] = {
+      {"kv640m-trigger-line", "trigAuto", "Got Unexpected HW trigger for acquire 1.\r\n"},
+      {"kv640m-gain-ceiling", "contrastChange",
+       "Contrast (gain) register value different from expected value.\r\n"},
+      {"kv640m-ignores-shutter", "exposureTest", "Exposure Setting Failed!\r\n"},
+      {"kv640m-drops-frames", "basicAcq", "FreeRun Trigger Model Acquire Failed.\r\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.profile);
+    SuiteRig s(pralix_test::testDataDir() + "/profiles/" + c.profile + ".json", "640x480 Mono 30 FPS");
+    s.suite->setTriggerTimeout(2.0);
+    EXPECT_EQ(s.run(c.key), 1);
+    EXPECT_TRUE(s.has(c.line));
+    // The other tests of the faulty camera are not disturbed by its fault.
+    for (const char* other : {"basicAcq", "exposureTest", "contrastChange", "brightnessChange"}) {
+      if (std::string(other) == c.key) continue;
+      EXPECT_EQ(s.run(other), 0) << other;
+    }
+  }
+}
+
+TEST(ValidationFaults, FaultControlsComeAndGo) {
+  SuiteRig s("korvane-kv640m", "640x480 Mono 30 FPS");
+  s.suite->setTriggerTimeout(2.0);
+  vx_SimBusControl& sim = s.rig.sim();
+  sim.setTriggerLine(0, true);
+  EXPECT_EQ(s.run("trigAuto"), 1);
+  sim.setTriggerLine(0, false);
+  s.suite->setTriggerTimeout(0.05);
+  EXPECT_EQ(s.run("trigAuto"), 0);
+
+  // A ceiling inside the range fails only the settings above it: contrast
+  // 0.0 passes, and the first step that asks for more than 200 fails.
+  sim.setValueCeiling(0, kDefaultCommandRegsBase + kGainControl, 200);
+  s.lines.clear();
+  EXPECT_EQ(s.run("contrastChange"), 1);
+  EXPECT_EQ(s.count("Using Contrast : "), 4);  // 0.0 .. 0.3 of 0..680: 204 > 200
+  sim.clearFaults(0);
+  EXPECT_EQ(s.run("contrastChange"), 0);
+
+  sim.setIgnoredWrite(0, kDefaultCommandRegsBase + kShutterControl, true);
+  EXPECT_EQ(s.run("exposureTest"), 1);
+  EXPECT_TRUE(s.has("Exposure Setting Failed!\r\n"));
+  sim.setIgnoredWrite(0, kDefaultCommandRegsBase + kShutterControl, false);
+  EXPECT_EQ(s.run("exposureTest"), 0);
 }
 
 TEST(ValidationRules, GainExposureAndBandwidthArithmetic) {

@@ -503,11 +503,37 @@ vx_SimProfile vxParseSimProfile(const std::string& text, const std::string& file
   p.memoryChannels = getUint(r, doc, "", "memoryChannels", 0, 15);
   if (auto it = doc.find("faults"); it != doc.end()) {
     r.object(*it, "faults");
-    r.onlyKeys(*it, "faults", {"read", "write"});
+    r.onlyKeys(*it, "faults",
+               {"read", "write", "ignoredWrites", "ceilings", "triggerLine", "droppedFrames",
+                "incompleteFrames"});
     if (auto f = it->find("read"); f != it->end())
       p.readFaults = addressRanges(r, *f, "faults.read");
     if (auto f = it->find("write"); f != it->end())
       p.writeFaults = addressRanges(r, *f, "faults.write");
+    if (auto f = it->find("ignoredWrites"); f != it->end())
+      p.ignoredWrites = addressRanges(r, *f, "faults.ignoredWrites");
+    if (auto f = it->find("ceilings"); f != it->end()) {
+      r.object(*f, "faults.ceilings");
+      for (const auto& item : f->items()) {
+        const std::string where = Reader::join("faults.ceilings", item.key());
+        int id = -1;
+        for (int i = 0; i < kSimFeatureCount; ++i)
+          if (item.key() == kFeatureNames[i]) id = i;
+        if (id < 0 || id == kSimTrigger) r.fail(where, "is not a feature name");
+        p.valueCeilings.emplace_back(id, uint32_t(r.integer(item.value(), where, 0, 0xFFF)));
+      }
+    }
+    p.triggerLineConnected = getBool(r, *it, "faults", "triggerLine", false);
+    auto share = [&](const char* key) {
+      auto f = it->find(key);
+      if (f == it->end()) return 0.0;
+      const std::string where = Reader::join("faults", key);
+      const double value = r.real(*f, where);
+      if (!(value >= 0.0 && value <= 1.0)) r.fail(where, "must be between 0 and 1");
+      return value;
+    };
+    p.droppedFrames = share("droppedFrames");
+    p.incompleteFrames = share("incompleteFrames");
   }
 
   // Power-on video setting: the profile's, else the first mode offered at its

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/exception.h"
@@ -144,6 +145,19 @@ struct vx_SimProfile {
   // camera with broken registers.
   std::vector<vx_SimAddressRange> readFaults;
   std::vector<vx_SimAddressRange> writeFaults;
+  // Writes that are acknowledged but change nothing (a camera that ignores
+  // its shutter setting, say).
+  std::vector<vx_SimAddressRange> ignoredWrites;
+  // Features whose value field the camera keeps at or below a ceiling, even
+  // where its inquiry register promises more: (feature, ceiling).
+  std::vector<std::pair<int, uint32_t>> valueCeilings;
+  // A trigger line is connected: in hardware trigger mode the camera takes a
+  // frame every frame period by itself.
+  bool triggerLineConnected = false;
+  // Shares (0..1) of the free-running frames lost on the bus and of all
+  // frames arriving with packets missing.
+  double droppedFrames = 0.0;
+  double incompleteFrames = 0.0;
 
   bool modeSupported(int format, int mode) const;
   bool rateSupported(int format, int mode, int rate) const;

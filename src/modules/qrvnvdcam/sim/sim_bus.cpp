@@ -186,6 +186,16 @@ void vx_SimBus::Control::setWriteFault(int cameraNumber, uint32_t address, bool 
   if (vx_SimCamera* camera = m_bus.byNumber(cameraNumber)) camera->setWriteFault(address, fail);
 }
 
+void vx_SimBus::Control::setIgnoredWrite(int cameraNumber, uint32_t address, bool ignore) {
+  if (vx_SimCamera* camera = m_bus.byNumber(cameraNumber)) camera->setIgnoredWrite(address, ignore);
+}
+
+void vx_SimBus::Control::setValueCeiling(int cameraNumber, uint32_t controlAddress,
+                                         uint32_t ceiling) {
+  if (vx_SimCamera* camera = m_bus.byNumber(cameraNumber))
+    camera->setValueCeiling(controlAddress, ceiling);
+}
+
 void vx_SimBus::Control::clearFaults(int cameraNumber) {
   if (vx_SimCamera* camera = m_bus.byNumber(cameraNumber)) camera->clearFaults();
 }
@@ -232,6 +242,10 @@ void vx_SimBus::Control::setStalled(int cameraNumber, bool stalled) {
 
 void vx_SimBus::Control::fireTrigger(int cameraNumber) {
   if (vx_SimTransmitter* t = m_bus.transmitterByNumber(cameraNumber)) t->fireTrigger();
+}
+
+void vx_SimBus::Control::setTriggerLine(int cameraNumber, bool connected) {
+  if (vx_SimTransmitter* t = m_bus.transmitterByNumber(cameraNumber)) t->setTriggerLine(connected);
 }
 
 void vx_SimBus::Control::setTestPattern(int cameraNumber, bool on) {

@@ -64,6 +64,8 @@ class vx_SimBus final : public vx_BusLayer {
     void busReset() override { m_bus.busReset(); }
     void setReadFault(int cameraNumber, uint32_t address, bool fail) override;
     void setWriteFault(int cameraNumber, uint32_t address, bool fail) override;
+    void setIgnoredWrite(int cameraNumber, uint32_t address, bool ignore) override;
+    void setValueCeiling(int cameraNumber, uint32_t controlAddress, uint32_t ceiling) override;
     void clearFaults(int cameraNumber) override;
     void setLatency(std::chrono::microseconds read, std::chrono::microseconds write) override;
     uint64_t transactionCount(int cameraNumber) const override;
@@ -74,6 +76,7 @@ class vx_SimBus final : public vx_BusLayer {
     void setMissedTriggerRatio(int cameraNumber, double ratio) override;
     void setStalled(int cameraNumber, bool stalled) override;
     void fireTrigger(int cameraNumber) override;
+    void setTriggerLine(int cameraNumber, bool connected) override;
     void setTestPattern(int cameraNumber, bool on) override;
     void setBusBandwidth(uint32_t bytesPerCycle) override;
     uint64_t framesTaken(int cameraNumber) const override;

@@ -75,6 +75,10 @@ vx_SimCamera::vx_SimCamera(vx_SimProfile profile)
     for (uint64_t a = range.first; a <= range.last; a += 4) setReadFault(uint32_t(a), true);
   for (const vx_SimAddressRange& range : m_profile.writeFaults)
     for (uint64_t a = range.first; a <= range.last; a += 4) setWriteFault(uint32_t(a), true);
+  for (const vx_SimAddressRange& range : m_profile.ignoredWrites)
+    for (uint64_t a = range.first; a <= range.last; a += 4) setIgnoredWrite(uint32_t(a), true);
+  for (const auto& [feature, ceiling] : m_profile.valueCeilings)
+    setValueCeiling(m_base + kFeatureControl + featureOffset(feature), ceiling);
 }
 
 vxDcamIdentity vx_SimCamera::identity() const {
@@ -511,6 +515,8 @@ bool vx_SimCamera::writeQuadlet(uint32_t address, uint32_t value, std::string* e
       if (error) *error = vxFormat("0x%08X is in the read-only configuration ROM", absolute);
       return false;
     }
+    // A camera that ignores the register acknowledges the write all the same.
+    if (m_ignoredWrites.count(absolute)) return true;
     Reg& r = m_regs[absolute];
     const uint32_t previous = r.value;
     r.value = (r.value & ~r.writeMask) | (value & r.writeMask);
@@ -571,10 +577,12 @@ void vx_SimCamera::afterWrite(uint32_t absolute, uint32_t previous,
       // One push finishes at once in the simulation.
       if (r.index != kSimTrigger) r.value &= ~kCtlOnePush;
       checkFeature(r.index, r.value);
+      applyCeiling(r.index);
       if (r.index != kSimTrigger && m_profile.features[r.index].absolute) rawToAbsolute(r.index);
       break;
     case Kind::AbsValue:
       absoluteToRaw(r.index, previous);
+      if (applyCeiling(r.index)) rawToAbsolute(r.index);
       break;
     case Kind::Format7ValueSetting:
       // Settings take effect as they are written; Setting_1 only confirms.
@@ -619,10 +627,44 @@ void vx_SimCamera::setWriteFault(uint32_t address, bool fail) {
     m_writeFaults.erase(absolute);
 }
 
+void vx_SimCamera::setIgnoredWrite(uint32_t address, bool ignore) {
+  uint32_t absolute = 0;
+  if (!absoluteAddress(address, m_base, absolute)) return;
+  std::lock_guard lock(m_mutex);
+  if (ignore)
+    m_ignoredWrites.insert(absolute);
+  else
+    m_ignoredWrites.erase(absolute);
+}
+
+void vx_SimCamera::setValueCeiling(uint32_t address, uint32_t ceiling) {
+  uint32_t absolute = 0;
+  if (!absoluteAddress(address, m_base, absolute)) return;
+  std::lock_guard lock(m_mutex);
+  auto it = m_regs.find(absolute);
+  if (it == m_regs.end() || it->second.kind != Kind::FeatureControl || it->second.index == kSimTrigger)
+    return;
+  if (ceiling >= kCtlValue)
+    m_ceilings.erase(it->second.index);
+  else
+    m_ceilings[it->second.index] = ceiling;
+}
+
+bool vx_SimCamera::applyCeiling(int feature) {
+  auto it = m_ceilings.find(feature);
+  if (it == m_ceilings.end()) return false;
+  uint32_t& control = reg(m_base + kFeatureControl + featureOffset(feature));
+  if ((control & kCtlValue) <= it->second) return false;
+  control = (control & ~kCtlValue) | it->second;
+  return true;
+}
+
 void vx_SimCamera::clearFaults() {
   std::lock_guard lock(m_mutex);
   m_readFaults.clear();
   m_writeFaults.clear();
+  m_ignoredWrites.clear();
+  m_ceilings.clear();
 }
 
 void vx_SimCamera::setLatency(std::chrono::microseconds read, std::chrono::microseconds write) {

@@ -69,6 +69,13 @@ class vx_SimCamera {
 
   void setReadFault(uint32_t address, bool fail);
   void setWriteFault(uint32_t address, bool fail);
+  // Writes to the register are acknowledged and change nothing.
+  void setIgnoredWrite(uint32_t address, bool ignore);
+  // The feature whose control register this is keeps its value field at or
+  // below ceiling, whatever is written (absolute values included); a
+  // ceiling of 0xFFF or more removes it.
+  void setValueCeiling(uint32_t address, uint32_t ceiling);
+  // Clears the read and write faults, ignored writes and ceilings.
   void clearFaults();
   void setLatency(std::chrono::microseconds read, std::chrono::microseconds write);
   uint64_t transactionCount() const;
@@ -140,6 +147,8 @@ class vx_SimCamera {
                   std::vector<std::pair<vx_SimShotControl, uint32_t>>& shots);
   void checkFeature(int feature, uint32_t value);
   void rawToAbsolute(int feature);
+  // Holds the feature's value field at its ceiling; true when it changed it.
+  bool applyCeiling(int feature);
   void absoluteToRaw(int feature, uint32_t previousBits);
   void updateVideoStatus();
   void recomputeFormat7(int mode);
@@ -156,6 +165,8 @@ class vx_SimCamera {
   bool m_plugged = true;
   std::set<uint32_t> m_readFaults;
   std::set<uint32_t> m_writeFaults;
+  std::set<uint32_t> m_ignoredWrites;
+  std::map<int, uint32_t> m_ceilings;  // feature -> highest value field
   std::chrono::microseconds m_readLatency{0};
   std::chrono::microseconds m_writeLatency{0};
   uint64_t m_transactions = 0;

@@ -115,7 +115,12 @@ uint32_t vxSimBytesPerCycle(const vx_SimVideoSetting& setting) {
 
 vx_SimTransmitter::vx_SimTransmitter(vx_SimCamera& camera, vx_SimBandwidth& bandwidth,
                                      double timeScale)
-    : m_camera(camera), m_bandwidth(bandwidth), m_timeScale(std::max(timeScale, 0.0)) {
+    : m_camera(camera),
+      m_bandwidth(bandwidth),
+      m_timeScale(std::max(timeScale, 0.0)),
+      m_incompleteRatio(camera.profile().incompleteFrames),
+      m_droppedRatio(camera.profile().droppedFrames),
+      m_triggerLine(camera.profile().triggerLineConnected) {
   m_hookId = m_camera.addShotHook(
       [this](vx_SimShotControl control, uint32_t value) { onShot(control, value); });
 }
@@ -295,6 +300,12 @@ void vx_SimTransmitter::setStalled(bool stalled) {
   invalidate();
 }
 
+void vx_SimTransmitter::setTriggerLine(bool connected) {
+  std::lock_guard lock(m_mutex);
+  m_triggerLine = connected;
+  m_wake.notify_all();
+}
+
 void vx_SimTransmitter::setTestPattern(bool on) {
   std::lock_guard lock(m_mutex);
   m_testPattern = on;
@@ -349,6 +360,11 @@ void vx_SimTransmitter::run() {
     const bool continuous = streaming && !trigger.on;
     if (!continuous) m_continuous = false;
     if (!streaming) m_triggers = 0;
+    // A trigger line that is connected pulses every frame period, so a camera
+    // waiting for a hardware trigger is never kept waiting.
+    if (m_triggerLine && streaming && trigger.on && trigger.source <= 3 && m_receiver &&
+        m_triggers == 0)
+      m_triggers = 1;
     if (!valid && m_shots > 0) {
       // A camera without a valid video mode cannot serve its shots.
       m_shots = 0;
@@ -435,7 +451,10 @@ void vx_SimTransmitter::run() {
     }
     ++m_taken;
     vx_SimStream* receiver = m_receiver;
-    const bool lost = spread(m_missedRatio, m_missedDebt);
+    // Free-running frames the profile drops are lost like missed ones; the
+    // receiver sees the gap in the sequence when the next frame comes.
+    const bool lost = spread(m_missedRatio, m_missedDebt) ||
+                      (!requested && spread(m_droppedRatio, m_droppedDebt));
     uint32_t flags = 0;
     if (!lost) {
       if (spread(m_incompleteRatio, m_incompleteDebt)) flags |= vx_DcamFrame::kIncomplete;

@@ -86,6 +86,7 @@ class vx_SimTransmitter {
   void setStalled(bool stalled);
   void setTestPattern(bool on);
   void fireTrigger();
+  void setTriggerLine(bool connected);
   uint64_t framesTaken() const;
 
  private:
@@ -127,7 +128,9 @@ class vx_SimTransmitter {
   double m_timeScale = 1.0;
   double m_incompleteRatio = 0.0, m_incompleteDebt = 0.0;
   double m_missedRatio = 0.0, m_missedDebt = 0.0;
+  double m_droppedRatio = 0.0, m_droppedDebt = 0.0;  // free-running frames only
   bool m_stalled = false;
   bool m_testPattern = false;
+  bool m_triggerLine = false;
   uint64_t m_taken = 0;
 };
