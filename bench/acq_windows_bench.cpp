@@ -39,6 +39,7 @@ class SilentPrompter : public CPrompter {
   void message(QWidget*, const QString& text, const QString&, Icon) override {
     std::fprintf(stderr, "message: %s\n", qPrintable(text));
   }
+  bool askYesNo(QWidget*, const QString&, const QString&) override { return false; }
 };
 
 }  // namespace

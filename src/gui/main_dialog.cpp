@@ -30,6 +30,7 @@
 #include "gui/page_reg_dump.h"
 #include "gui/prompter.h"
 #include "gui/prop_sheet.h"
+#include "gui/reg_editor.h"
 #include "gui/select_dcam_dlg.h"
 #include "gui/sim_bus_dlg.h"
 
@@ -103,6 +104,8 @@ DcamPralixDlg::DcamPralixDlg(CDcamPralixApp& app, const CPageServices& services,
       tools->addAction("&Simulated bus...", this, &DcamPralixDlg::showSimulatedBus);
   m_simulatedBusAction->setObjectName("actionSimulatedBus");
   m_simulatedBusAction->setEnabled(m_services.cameras->module().simControl() != nullptr);
+  QAction* editor = tools->addAction("Register &Editor...", this, &DcamPralixDlg::showRegisterEditor);
+  editor->setObjectName("actionRegisterEditor");
   QMenu* help = menuBar->addMenu("&Help");
   QAction* modules =
       help->addAction("&Module and bus layers...", this, &DcamPralixDlg::showModuleInformation);
@@ -187,6 +190,13 @@ QString DcamPralixDlg::moduleInformation() const {
 void DcamPralixDlg::showModuleInformation() {
   m_services.prompter->message(this, moduleInformation(), kInfoCaption,
                                CPrompter::Icon::Information);
+}
+
+void DcamPralixDlg::showRegisterEditor() {
+  CSelectDCAMDlg dialog(*m_services.cameras, *m_services.prompter, false, this);
+  if (dialog.exec() != QDialog::Accepted) return;
+  if (std::shared_ptr<vxCameraEntry> entry = dialog.selectedEntry())
+    openRegisterEditor(*entry, *m_services.prompter, this);
 }
 
 void DcamPralixDlg::showSimulatedBus() {

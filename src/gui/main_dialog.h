@@ -49,6 +49,8 @@ class DcamPralixDlg : public QDialog {
  public slots:
   void showModuleInformation();
   void showSimulatedBus();
+  // Asks for a camera and opens a register editor on it.
+  void showRegisterEditor();
 
  signals:
   // The window has been put on screen and drawn for the first time.

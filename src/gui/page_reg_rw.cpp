@@ -12,6 +12,7 @@
 #include "app/camera_list.h"
 #include "app/register_text.h"
 #include "gui/page_widgets.h"
+#include "gui/reg_editor.h"
 #include "gui/prompter.h"
 #include "gui/select_dcam_dlg.h"
 #include "regmodel/register_accessor.h"
@@ -60,6 +61,12 @@ CPageRegRW::CPageRegRW(const CPageServices& services, QWidget* parent)
   warning->setWordWrap(true);
   resetLayout->addWidget(warning, 1);
   layout->addWidget(resetBox);
+  auto* editorRow = new QHBoxLayout;
+  m_editorButton = makeButton("Register Editor ...", "registerEditorButton");
+  m_editorButton->setToolTip("Browse the camera's register map, edit bit fields and watch registers");
+  editorRow->addWidget(m_editorButton);
+  editorRow->addStretch(1);
+  layout->addLayout(editorRow);
   layout->addStretch(1);
 
   connect(m_selectButton, &QPushButton::clicked, this, &CPageRegRW::selectCamera);
@@ -68,11 +75,13 @@ CPageRegRW::CPageRegRW(const CPageServices& services, QWidget* parent)
   connect(m_addressEdit, &QLineEdit::returnPressed, this, &CPageRegRW::readRegister);
   connect(m_writeButton, &QPushButton::clicked, this, &CPageRegRW::writeRegister);
   connect(m_resetButton, &QPushButton::clicked, this, &CPageRegRW::resetCamera);
+  connect(m_editorButton, &QPushButton::clicked, this, &CPageRegRW::openEditor);
 
   // Nothing to act on until a camera is chosen.
   m_readButton->setEnabled(false);
   m_writeButton->setEnabled(false);
   m_resetButton->setEnabled(false);
+  m_editorButton->setEnabled(false);
   m_cameraName->setText(kPleaseSelectCamera);
 }
 
@@ -84,6 +93,12 @@ void CPageRegRW::selectCamera() {
   m_readButton->setEnabled(true);
   m_writeButton->setEnabled(true);
   m_resetButton->setEnabled(true);
+  m_editorButton->setEnabled(true);
+}
+
+void CPageRegRW::openEditor() {
+  if (!m_selectedCamera) return;
+  openRegisterEditor(*m_selectedCamera, *m_services.prompter, this);
 }
 
 std::optional<uint32_t> CPageRegRW::scanBox(QLineEdit* box, const QString& what) {

@@ -27,6 +27,8 @@ class CPageRegRW : public QWidget {
   void readRegister();
   void writeRegister();
   void resetCamera();
+  // Opens a register editor on the selected camera.
+  void openEditor();
 
  private:
   // The number in a box, scanned from its first 16 characters; reports a box
@@ -42,4 +44,5 @@ class CPageRegRW : public QWidget {
   QPushButton* m_readButton;
   QPushButton* m_writeButton;
   QPushButton* m_resetButton;
+  QPushButton* m_editorButton;
 };

@@ -21,3 +21,8 @@ void CMessageBoxPrompter::message(QWidget* parent, const QString& text, const QS
   }
   box.exec();
 }
+
+bool CMessageBoxPrompter::askYesNo(QWidget* parent, const QString& text, const QString& caption) {
+  return QMessageBox::question(parent, caption, text, QMessageBox::Yes | QMessageBox::No,
+                               QMessageBox::No) == QMessageBox::Yes;
+}

@@ -16,6 +16,8 @@ class CPrompter {
   virtual ~CPrompter() = default;
   // Shows the message and returns when the user has dismissed it.
   virtual void message(QWidget* parent, const QString& text, const QString& caption, Icon icon) = 0;
+  // Asks a question with the buttons Yes and No; true for Yes.
+  virtual bool askYesNo(QWidget* parent, const QString& text, const QString& caption) = 0;
   void error(QWidget* parent, const QString& text) {
     message(parent, text, kErrorCaption, Icon::Exclamation);
   }
@@ -25,4 +27,5 @@ class CPrompter {
 class CMessageBoxPrompter : public CPrompter {
  public:
   void message(QWidget* parent, const QString& text, const QString& caption, Icon icon) override;
+  bool askYesNo(QWidget* parent, const QString& text, const QString& caption) override;
 };

@@ -23,6 +23,14 @@ class CRecordingPrompter : public CPrompter {
   void message(QWidget*, const QString& text, const QString& caption, Icon icon) override {
     messages.append({text, caption, icon});
   }
+  // Questions are recorded as messages without an icon and answered with
+  // the next of answers (No once they run out).
+  bool askYesNo(QWidget*, const QString& text, const QString& caption) override {
+    messages.append({text, caption, Icon::None});
+    if (answers.isEmpty()) return false;
+    return answers.takeFirst();
+  }
+  QList<bool> answers;
   QStringList texts() const {
     QStringList list;
     for (const auto& m : messages) list.append(m.text);

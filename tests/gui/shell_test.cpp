@@ -322,12 +322,12 @@ class TestShell : public QObject {
     QCOMPARE(page->findChild<QLineEdit*>("selectedCamera")->text(),
              QString::fromStdString(f.cameras.entry(0)->displayName()));
     QStringList order;
-    for (int i = 0; i < 8; ++i) {
+    for (int i = 0; i < 9; ++i) {
       QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
       order.append(QApplication::focusWidget()->objectName());
     }
-    QCOMPARE(order, (QStringList{"addressEdit", "readButton", "valueEdit", "writeButton",
-                                 "resetButton", "closeButton", "pageTree", "selectedCamera"}));
+    QCOMPARE(order, (QStringList{"addressEdit", "readButton", "valueEdit", "writeButton", "resetButton",
+                                 "registerEditorButton", "closeButton", "pageTree", "selectedCamera"}));
   }
 
   void enterInTheAddressBoxReadsAndNothingElse() {
