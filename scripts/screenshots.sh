@@ -8,6 +8,7 @@
 #   camera_capabilities-finished.png a finished capabilities report
 #   register_dump-finished.png       a finished register dump
 #   select_dcam-not_responding.png   the camera selection with an unplugged camera
+#   register_editor-*.png            the register editor's three pages on the first camera
 #   acquisition-window-N.png         three acquisition windows acquiring together
 #   acquisition-display_console*.png their display consoles
 #   acquisition-histogram.png        the first window's histogram

@@ -264,6 +264,8 @@ int DcamPralixDlg::saveScreenshots(const QString& directory) {
     m_simBus->close();
   }
   saved += saveCameraScreenshots(dir);
+  if (m_services.cameras->size() > 0 && !m_services.cameras->entry(0)->isUnplugged())
+    saved += saveRegisterEditorScreenshots(*m_services.cameras->entry(0), *m_services.prompter, this, dir);
   saved += saveAcquisitionScreenshots(*m_acqWindows, *m_services.cameras, dir);
   return saved + saveSelectionScreenshot(dir);
 }

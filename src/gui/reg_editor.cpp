@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QDir>
 #include <QFont>
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -618,4 +619,31 @@ vxRePropSheet* openRegisterEditor(const vxCameraEntry& camera, CPrompter& prompt
   sheet->show();
   sheet->raise();
   return sheet;
+}
+
+int saveRegisterEditorScreenshots(const vxCameraEntry& camera, CPrompter& prompter, QWidget* parent,
+                                  const QDir& dir) {
+  vxRePropSheet* sheet = openRegisterEditor(camera, prompter, parent);
+  if (!sheet) return 0;
+  int saved = 0;
+  auto shoot = [&](int tab, const char* name) {
+    sheet->tabs()->setCurrentIndex(tab);
+    QApplication::processEvents();
+    if (sheet->grab().save(dir.filePath(QString("register_editor-%1.png").arg(name)))) ++saved;
+  };
+  auto* tree = sheet->findChild<QTreeWidget*>("registerTree");
+  auto pick = [&](const char* name) {
+    const auto items = tree->findItems(name, Qt::MatchExactly | Qt::MatchRecursive, 0);
+    if (!items.isEmpty()) tree->setCurrentItem(items.first());
+    return !items.isEmpty();
+  };
+  sheet->tabs()->setCurrentIndex(1);
+  for (const char* name : {"BRIGHTNESS", "GAIN", "SHUTTER"})
+    if (pick(name)) sheet->registerMap()->toggleWatch();
+  pick("CURRENT_VIDEO_MODE");
+  shoot(0, "attributes");
+  shoot(1, "map");
+  shoot(2, "watch_list");
+  sheet->close();
+  return saved;
 }

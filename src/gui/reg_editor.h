@@ -173,6 +173,12 @@ class vxCameraEntry;
 // read is reported through the prompter and nothing opens (null).
 vxRePropSheet* openRegisterEditor(const vxCameraEntry& camera, CPrompter& prompter, QWidget* parent);
 
+// Pictures of the three pages at work on the camera, for review:
+// register_editor-attributes.png, -map.png and -watch_list.png. Answers how
+// many were saved.
+int saveRegisterEditorScreenshots(const vxCameraEntry& camera, CPrompter& prompter, QWidget* parent,
+                                  const class QDir& dir);
+
 // "DCAM Register Editor": the three pages over one camera's catalogue, in
 // a window of its own beside the main one.
 class vxRePropSheet : public QWidget {
