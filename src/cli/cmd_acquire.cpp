@@ -26,6 +26,7 @@
 #include "base/format.h"
 #include "cli/cli_options.h"
 #include "cli/commands.h"
+#include "cli/interrupt.h"
 #include "cli/image_file.h"
 #include "imaging/histogram.h"
 
@@ -38,33 +39,6 @@ constexpr auto kWatchPeriod = std::chrono::milliseconds(10);
 // After a bus event the FIFO gets this long to end the waiting completion
 // with its own account of the failure before the wait is cancelled.
 constexpr auto kBusEventGrace = std::chrono::milliseconds(250);
-
-// Set by the SIGINT handler; nothing else is safe to do there.
-std::atomic<bool> g_interrupted{false};
-static_assert(std::atomic<bool>::is_always_lock_free);
-
-extern "C" void onInterrupt(int) {
-  g_interrupted.store(true);
-}
-
-// Ctrl-C asks the run to stop instead of ending the process, for the time
-// the run lasts.
-class InterruptHandler {
- public:
-  InterruptHandler() {
-    g_interrupted.store(false);
-    struct sigaction action {};
-    action.sa_handler = onInterrupt;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, &m_previous);
-  }
-  ~InterruptHandler() { sigaction(SIGINT, &m_previous, nullptr); }
-  InterruptHandler(const InterruptHandler&) = delete;
-  InterruptHandler& operator=(const InterruptHandler&) = delete;
-
- private:
-  struct sigaction m_previous {};
-};
 
 // "FreeRun Trigger - Software", "freerun" and "free-run" are one name.
 std::string nameKey(const std::string& name) {

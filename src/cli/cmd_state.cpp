@@ -9,6 +9,7 @@
 #include "cli/cli_options.h"
 #include "regmodel/dcam_camera.h"
 #include "utilities/camera_state.h"
+#include "utilities/camera_state_restore.h"
 
 namespace {
 
@@ -104,4 +105,49 @@ int DiffCommand::run(CliContext& context) {
   for (const auto& difference : differences) context.out() << vxDifferenceLine(difference) << '\n';
   context.out() << differences.size() << " registers differ\n";
   return kExitOk;
+}
+
+CLI::App* RestoreCommand::setup(CLI::App& app) {
+  CLI::App* sub = app.add_subcommand(
+      "restore",
+      "Write a saved camera state back: the writable control registers that differ, isochronous "
+      "transmission stopped first, format, mode and rate before Format_7 settings, features after");
+  sub->add_option("file", m_file, "The saved state (from `pralix save`)")->required();
+  addCameraOption(sub, m_camera);
+  sub->add_flag("-n,--dry-run", m_dryRun, "Print the writes without making them");
+  sub->add_flag("--force", m_force, "Restore a state saved from another camera model");
+  return sub;
+}
+
+int RestoreCommand::run(CliContext& context) {
+  vxCameraState saved;
+  if (!loadState(context, m_file, saved)) return kExitFailure;
+  if (!context.checkCamera(m_camera)) return kExitFailure;
+  std::unique_ptr<vxDcamCamera> camera;
+  vxCameraState now;
+  try {
+    camera = std::make_unique<vxDcamCamera>(m_camera, &context.module());
+    now = vxCaptureCameraState(*camera);
+  } catch (const vxException& e) {
+    context.err() << "Reading the camera's registers failed!\n" << e.what() << '\n';
+    return kExitFailure;
+  }
+  vxRestorePlan plan;
+  try {
+    plan = vxPlanRestore(saved, now, *camera, m_force);
+  } catch (const vxCameraStateError& e) {
+    context.err() << m_file << ": " << e.what() << '\n';
+    return kExitFailure;
+  }
+  int failed = 0;
+  if (!m_dryRun) failed = vxExecuteRestore(plan, *camera);
+  for (const vxRestoreWrite& write : plan.writes) context.out() << vxRestoreLine(write) << '\n';
+  const size_t total = plan.writes.size();
+  if (m_dryRun)
+    context.out() << total << " writes planned, none made (dry run)";
+  else
+    context.out() << total - static_cast<size_t>(failed) << " of " << total << " writes succeeded";
+  if (plan.skipped) context.out() << "; " << plan.skipped << " differing registers are not restored (read-only or action registers)";
+  context.out() << '\n';
+  return failed ? kExitFailure : kExitOk;
 }

@@ -15,6 +15,18 @@ class SaveCommand : public CliCommand {
   int m_camera = 0;
 };
 
+class RestoreCommand : public CliCommand {
+ public:
+  CLI::App* setup(CLI::App& app) override;
+  int run(CliContext& context) override;
+
+ private:
+  std::string m_file;
+  int m_camera = 0;
+  bool m_dryRun = false;
+  bool m_force = false;
+};
+
 class DiffCommand : public CliCommand {
  public:
   CLI::App* setup(CLI::App& app) override;

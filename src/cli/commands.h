@@ -24,6 +24,20 @@ class ReadCommand : public CliCommand {
   std::string m_address;
   int m_camera = 0;
   bool m_json = false;
+  int m_count = 1;
+  bool m_float = false;
+};
+
+class WatchCommand : public CliCommand {
+ public:
+  CLI::App* setup(CLI::App& app) override;
+  int run(CliContext& context) override;
+
+ private:
+  std::vector<std::string> m_registers;
+  int m_camera = 0;
+  int m_interval = 500;
+  int m_count = 0;
 };
 
 class WriteCommand : public CliCommand {

@@ -29,6 +29,8 @@ std::vector<std::unique_ptr<CliCommand>> makeCommands() {
   commands.push_back(std::make_unique<ValidateCommand>());
   commands.push_back(std::make_unique<SaveCommand>());
   commands.push_back(std::make_unique<DiffCommand>());
+  commands.push_back(std::make_unique<RestoreCommand>());
+  commands.push_back(std::make_unique<WatchCommand>());
   return commands;
 }
 

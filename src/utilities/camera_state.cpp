@@ -68,6 +68,25 @@ vxCameraState vxCaptureCameraState(vxDcamCamera& camera) {
     }
     state.registers.push_back(std::move(entry));
   }
+  // The absolute-value blocks (minimum, maximum, value) of the features
+  // that have one, where the feature's inquiry register points.
+  for (int n = 0; n < vxDcamCamera::kCatalogueFeatureCount; ++n) {
+    uint32_t offset = 0;
+    if (!camera.readQuadlet(camera.absoluteAddress(0x700 + 4u * static_cast<uint32_t>(n)), offset) || offset == 0)
+      continue;
+    const uint32_t block = vxDcamCamera::offsetAddress(offset);
+    const char* const parts[3] = {"ABS_MIN", "ABS_MAX", "ABS_VALUE"};
+    for (uint32_t i = 0; i < 3; ++i) {
+      vxStateRegister entry;
+      entry.name = std::string(vxDcamCamera::kFeatureControlNames[n]) + "_" + parts[i];
+      entry.address = block + 4 * i;
+      if (!seen.insert(entry.address).second) continue;
+      std::string error;
+      entry.readOk = camera.readQuadlet(entry.address, entry.value, &error);
+      if (!entry.readOk) entry.error = error;
+      state.registers.push_back(std::move(entry));
+    }
+  }
   return state;
 }
 

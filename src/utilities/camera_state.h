@@ -39,9 +39,10 @@ class vxCameraStateError : public vxException {
   using vxException::vxException;
 };
 
-// Reads every register of the camera's catalogue. Failed reads do not stop
-// the capture; they are kept as failed. The module's error for an unknown
-// camera number passes through.
+// Reads every register of the camera's catalogue and of the absolute-value
+// blocks of its features. Failed reads do not stop the capture; they are
+// kept as failed. The module's error for an unknown camera number passes
+// through.
 vxCameraState vxCaptureCameraState(vxDcamCamera& camera);
 
 // The state as JSON text (pretty-printed) and back. Parsing checks the

@@ -9,6 +9,9 @@
 //                                  streams camera 0 into BUFFERS buffers, keeps up for three
 //                                  frames, prints "falling behind", sleeps for BUFFERS + 3
 //                                  frame periods, then takes BUFFERS + 2 frames
+//   vfw_layer_probe state           through the module: saves camera 0's register state,
+//                                  changes brightness, gain and the video mode, restores the
+//                                  state and prints the differences before and after
 #include <stdarg.h>
 
 #include <chrono>
@@ -22,6 +25,10 @@
 #include <vector>
 
 #include "modules/qrvnvdcam/dc1394/dc1394_bus.h"
+#include "modules/qrvnvdcam/module.h"
+#include "regmodel/dcam_camera.h"
+#include "utilities/camera_state.h"
+#include "utilities/camera_state_restore.h"
 #include "modules/qrvnvdcam/sim/profile.h"
 #include "modules/qrvnvdcam/sim/scene.h"
 #include "modules/qrvnvdcam/sim/sim_camera.h"
@@ -197,8 +204,38 @@ int overrun(vx_Dc1394BusLayer& layer, unsigned buffers) {
 
 }  // namespace
 
+// The camera state round trip over the libdc1394 bus layer, as `pralix save`,
+// `write`, `diff` and `restore` do it one after the other.
+int stateRoundTrip() {
+  vx_ModuleOptions options;
+  options.simulate = false;
+  options.realBus = true;
+  vx_QrvnvDcamModule module(options);
+  if (module.cameraCount() == 0) {
+    line("no cameras");
+    return 1;
+  }
+  vxDcamCamera camera(0, &module);
+  const vxCameraState saved = vxCaptureCameraState(camera);
+  const vxCameraState reloaded = vxCameraStateFromJson(vxCameraStateToJson(saved));
+  const uint32_t mode = saved.find(camera.absoluteAddress(0x604))->value;
+  camera.writeQuadlet(0x800, 0x82000000u | 0x33u);
+  camera.writeQuadlet(0x820, 0x82000000u | 0x44u);
+  camera.writeQuadlet(0x604, mode ^ 0x20000000u);
+  const auto before = vxDiffCameraStates(reloaded, vxCaptureCameraState(camera), &camera.registers());
+  for (const auto& difference : before) line("differs %s", vxDifferenceLine(difference).c_str());
+  vxRestorePlan plan = vxPlanRestore(reloaded, vxCaptureCameraState(camera), camera, false);
+  const int failed = vxExecuteRestore(plan, camera);
+  for (const auto& write : plan.writes) line("restore %s", vxRestoreLine(write).c_str());
+  const auto after = vxDiffCameraStates(reloaded, vxCaptureCameraState(camera), &camera.registers());
+  for (const auto& difference : after) line("still differs %s", vxDifferenceLine(difference).c_str());
+  line("before %zu after %zu writes %zu failed %d", before.size(), after.size(), plan.writes.size(), failed);
+  return after.empty() && failed == 0 ? 0 : 1;
+}
+
 int main(int argc, char** argv) {
   if (argc < 2) return 2;
+  if (std::string(argv[1]) == "state") return stateRoundTrip();
   std::unique_ptr<vx_Dc1394BusLayer> layer = vxCreateDc1394BusLayer();
   if (!layer || layer->cameraCount() == 0) {
     line("no cameras");

@@ -311,6 +311,20 @@ TEST(VfwStream, EachStandardFormatsFirstModeDeliversTheScene) {
   EXPECT_GE(tried, 5);
 }
 
+// Save, change, restore, compare through libdc1394 on every shipped camera:
+// the probe changes brightness, gain and the video mode after saving, and
+// after the restore nothing differs from the saved state.
+TEST(VfwState, SaveChangeRestoreLeavesNothingDifferent) {
+  for (const char* profile : {"korvane-kv640m", "mirelle-mo320c", "orbel-ux1600b", "tessaly-f7flex"}) {
+    SCOPED_TRACE(profile);
+    const Result r = underVfw(profile, std::string(VFW_PROBE_BIN) + " state");
+    EXPECT_EQ(r.status, 0) << r.out << r.err;
+    EXPECT_NE(r.out.find("differs BRIGHTNESS"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("restore CURRENT_VIDEO_MODE"), std::string::npos) << r.out;
+    EXPECT_TRUE(std::regex_search(r.out, std::regex("before [3-9] after 0 writes [3-9] failed 0"))) << r.out;
+  }
+}
+
 // The validation suite through libdc1394 on every shipped camera: every test
 // passes as it does on the simulated bus. Rates measured by the wall clock
 // of a loaded machine mean nothing, so the bandwidth verdict is left out.
