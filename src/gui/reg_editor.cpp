@@ -4,6 +4,9 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QDir>
+#include <QFile>
+#include <QFileDialog>
+#include <QPlainTextEdit>
 #include <QFont>
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -27,6 +30,8 @@
 #include "gui/page_widgets.h"
 #include "gui/prompter.h"
 #include "regmodel/dcam_camera.h"
+#include "utilities/camera_state.h"
+#include "utilities/camera_state_restore.h"
 
 namespace {
 
@@ -569,6 +574,13 @@ void WatchListPp::readBlock() {
 vxRePropSheet::vxRePropSheet(vx_DcamModule& module, int cameraNumber, const QString& cameraName,
                              CPrompter& prompter, QWidget* parent)
     : QWidget(parent, Qt::Window),
+      m_prompter(prompter),
+      m_filePrompt([](QWidget* owner, bool save) {
+        const QString filter = "Camera state files (*.json);;All files (*)";
+        return save ? QFileDialog::getSaveFileName(owner, "Save State", QDir::home().filePath("camera-state.json"),
+                                                   filter)
+                    : QFileDialog::getOpenFileName(owner, "Open Camera State", QDir::homePath(), filter);
+      }),
       m_camera(std::make_unique<vxDcamCamera>(cameraNumber, &module, cameraName.toStdString())) {
   setObjectName("RegEdit Prop Sheet");
   setWindowTitle(QString(kTitle) + " - " + cameraName);
@@ -582,8 +594,29 @@ vxRePropSheet::vxRePropSheet(vx_DcamModule& module, int cameraNumber, const QStr
   m_tabs->addTab(m_attributes, m_attributes->windowTitle());
   m_tabs->addTab(m_map, m_map->windowTitle());
   m_tabs->addTab(m_watch, m_watch->windowTitle());
-  layout->addWidget(m_tabs);
-  resize(640, 520);
+  layout->addWidget(m_tabs, 1);
+  auto* stateRow = new QHBoxLayout;
+  QPushButton* save = makeButton("Save State...", "saveStateButton");
+  QPushButton* compare = makeButton("Compare with File...", "compareButton");
+  QPushButton* restore = makeButton("Restore State...", "restoreButton");
+  save->setToolTip("Save every register of the camera in a JSON file");
+  compare->setToolTip("List the registers that differ between a saved state and the camera now");
+  restore->setToolTip("Write a saved state back to the camera");
+  stateRow->addWidget(save);
+  stateRow->addWidget(compare);
+  stateRow->addWidget(restore);
+  stateRow->addStretch(1);
+  layout->addLayout(stateRow);
+  m_stateText = new QPlainTextEdit;
+  m_stateText->setObjectName("stateReport");
+  m_stateText->setReadOnly(true);
+  m_stateText->setMaximumHeight(120);
+  m_stateText->setVisible(false);
+  layout->addWidget(m_stateText);
+  connect(save, &QPushButton::clicked, this, &vxRePropSheet::saveState);
+  connect(compare, &QPushButton::clicked, this, &vxRePropSheet::compareWithFile);
+  connect(restore, &QPushButton::clicked, this, &vxRePropSheet::restoreState);
+  resize(640, 560);
 
   // The absolute-value blocks the camera's inquiry registers point at show
   // their values as floats.
@@ -602,6 +635,85 @@ vxRePropSheet::~vxRePropSheet() {
   // The watch list leaves first: its clean-up reaches the tree and the
   // attributes page.
   delete m_watch;
+}
+
+void vxRePropSheet::report(const QString& title, const QString& text) {
+  m_lastStateReport = title + "\n" + text;
+  m_stateText->setPlainText(m_lastStateReport);
+  m_stateText->setVisible(true);
+}
+
+namespace {
+
+// A saved state from a file; throws vxCameraStateError with the reason.
+vxCameraState loadStateFile(const QString& fileName) {
+  QFile file(fileName);
+  if (!file.open(QIODevice::ReadOnly))
+    throw vxCameraStateError("Cannot open " + fileName.toStdString() + ": " + file.errorString().toStdString());
+  return vxCameraStateFromJson(file.readAll().toStdString());
+}
+
+}  // namespace
+
+void vxRePropSheet::saveState() {
+  const QString fileName = m_filePrompt(this, true);
+  if (fileName.isEmpty()) return;
+  try {
+    const vxCameraState state = vxCaptureCameraState(*m_camera);
+    QString reason;
+    if (!writeTextFile(fileName, qs(vxCameraStateToJson(state)), &reason)) {
+      m_prompter.error(this, QString("The state could not be saved to \"%1\": %2").arg(fileName, reason));
+      return;
+    }
+    int failed = 0;
+    for (const auto& reg : state.registers) failed += reg.readOk ? 0 : 1;
+    report("Save State", QString("Saved %1 registers to %2%3")
+                             .arg(state.registers.size())
+                             .arg(fileName)
+                             .arg(failed ? QString(" (%1 failed to read)").arg(failed) : QString()));
+  } catch (const std::exception& e) {
+    m_prompter.error(this, QString("Reading the camera's registers failed: %1").arg(e.what()));
+  }
+}
+
+void vxRePropSheet::compareWithFile() {
+  const QString fileName = m_filePrompt(this, false);
+  if (fileName.isEmpty()) return;
+  try {
+    const vxCameraState saved = loadStateFile(fileName);
+    const auto differences = vxDiffCameraStates(saved, vxCaptureCameraState(*m_camera), &m_camera->registers());
+    QStringList lines;
+    for (const auto& difference : differences) lines << qs(vxDifferenceLine(difference));
+    lines << QString("%1 registers differ").arg(differences.size());
+    report("Compare with " + fileName, lines.join("\n"));
+  } catch (const std::exception& e) {
+    m_prompter.error(this, QString("%1: %2").arg(fileName, e.what()));
+  }
+}
+
+void vxRePropSheet::restoreState() {
+  const QString fileName = m_filePrompt(this, false);
+  if (fileName.isEmpty()) return;
+  try {
+    const vxCameraState saved = loadStateFile(fileName);
+    vxRestorePlan plan = vxPlanRestore(saved, vxCaptureCameraState(*m_camera), *m_camera, false);
+    if (plan.writes.empty()) {
+      report("Restore " + fileName, "The camera already holds the saved state: nothing to write.");
+      return;
+    }
+    if (!m_prompter.askYesNo(this, QString("Write %1 registers of %2 to the camera?").arg(plan.writes.size()).arg(fileName),
+                             kEditorCaption))
+      return;
+    const int failed = vxExecuteRestore(plan, *m_camera);
+    QStringList lines;
+    for (const auto& write : plan.writes) lines << qs(vxRestoreLine(write));
+    lines << QString("%1 of %2 writes succeeded").arg(plan.writes.size() - size_t(failed)).arg(plan.writes.size());
+    report("Restore " + fileName, lines.join("\n"));
+    m_attributes->reread();
+    m_watch->refreshList();
+  } catch (const std::exception& e) {
+    m_prompter.error(this, QString("%1: %2").arg(fileName, e.what()));
+  }
 }
 
 vxRePropSheet* openRegisterEditor(const vxCameraEntry& camera, CPrompter& prompter, QWidget* parent) {

@@ -6,6 +6,7 @@
 #include <QTimer>
 #include <QWidget>
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -18,6 +19,7 @@ class QCheckBox;
 class vxRePropSheet;
 class QLabel;
 class QLineEdit;
+class QPlainTextEdit;
 class QPushButton;
 class QSpinBox;
 class QTableWidget;
@@ -192,13 +194,33 @@ class vxRePropSheet : public QWidget {
                 CPrompter& prompter, QWidget* parent = nullptr);
   ~vxRePropSheet() override;
 
+  // Asks for a file name to open (save false) or save (save true); empty cancels.
+  using FilePrompt = std::function<QString(QWidget* parent, bool save)>;
+  void setFilePrompt(FilePrompt prompt) { m_filePrompt = std::move(prompt); }
+  // What the last Save State, Compare with File or Restore State reported.
+  const QString& lastStateReport() const { return m_lastStateReport; }
+
   vxDcamCamera& camera() const { return *m_camera; }
   RegEditDlg* attributes() const { return m_attributes; }
   TreeCtrlPp* registerMap() const { return m_map; }
   WatchListPp* watchList() const { return m_watch; }
   QTabWidget* tabs() const { return m_tabs; }
 
+ public slots:
+  // The camera's register state into a file, as `pralix save` writes it.
+  void saveState();
+  // A saved state against the camera now, one line per differing register.
+  void compareWithFile();
+  // A saved state written back, as `pralix restore` does, after a confirmation.
+  void restoreState();
+
  private:
+  void report(const QString& title, const QString& text);
+
+  CPrompter& m_prompter;
+  FilePrompt m_filePrompt;
+  QString m_lastStateReport;
+  QPlainTextEdit* m_stateText;
   std::unique_ptr<vxDcamCamera> m_camera;
   QTabWidget* m_tabs;
   RegEditDlg* m_attributes;

@@ -3,6 +3,8 @@
 // refresh rules and blocks, and the way it is opened.
 #include <QApplication>
 #include <QCheckBox>
+#include <QFile>
+#include <QTemporaryDir>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
@@ -106,6 +108,7 @@ class TestRegEditor : public QObject {
   void autoRefreshOnlyWhileShown();
   void blocksOfQuadletsAndFloats();
   void opensFromTheRegisterPageForItsCamera();
+  void savesComparesAndRestoresTheCameraState();
 };
 
 void TestRegEditor::opensWithThreePagesAndNoRegister() {
@@ -378,6 +381,47 @@ void TestRegEditor::opensFromTheRegisterPageForItsCamera() {
   QCOMPARE(f.page->findChildren<vxRePropSheet*>().size(), 2);
   QCOMPARE(f.prompter.messages.size(), 1);
   QVERIFY(f.prompter.messages[0].text.startsWith("The register editor could not read the camera's registers: "));
+}
+
+void TestRegEditor::savesComparesAndRestoresTheCameraState() {
+  Editor e;
+  QTemporaryDir dir;
+  const QString path = dir.filePath("state.json");
+  QString next = path;
+  e.sheet->setFilePrompt([&next](QWidget*, bool) { return next; });
+  QTest::mouseClick(e.button("saveStateButton"), Qt::LeftButton);
+  QVERIFY(e.sheet->lastStateReport().contains("Saved "));
+  QVERIFY(QFile::exists(path));
+
+  const uint32_t saved = readCamera(*e.module, kBase + 0x800);
+  QVERIFY(e.module->camera(0).writeQuadlet(kBase + 0x800, saved ^ 0x11u));
+  QTest::mouseClick(e.button("compareButton"), Qt::LeftButton);
+  QVERIFY2(e.sheet->lastStateReport().contains("BRIGHTNESS (0xF0F00800): "), qPrintable(e.sheet->lastStateReport()));
+  QVERIFY(e.sheet->lastStateReport().endsWith("1 registers differ"));
+
+  // No at the confirmation writes nothing; Yes writes the saved value back.
+  e.prompter.answers = {false};
+  QTest::mouseClick(e.button("restoreButton"), Qt::LeftButton);
+  QCOMPARE(readCamera(*e.module, kBase + 0x800), saved ^ 0x11u);
+  QCOMPARE(e.prompter.messages.last().caption, QString("Register Editor"));
+  e.prompter.answers = {true};
+  QTest::mouseClick(e.button("restoreButton"), Qt::LeftButton);
+  QCOMPARE(readCamera(*e.module, kBase + 0x800), saved);
+  QVERIFY(e.sheet->lastStateReport().contains("BRIGHTNESS (0xF0F00800) <- "));
+  QTest::mouseClick(e.button("compareButton"), Qt::LeftButton);
+  QVERIFY(e.sheet->lastStateReport().endsWith("0 registers differ"));
+
+  // A file that is not a state is refused with its reason, and nothing is written.
+  next = dir.filePath("bad.json");
+  QFile bad(next);
+  QVERIFY(bad.open(QIODevice::WriteOnly));
+  bad.write("{\"schema\": \"other\"}");
+  bad.close();
+  const int messages = e.prompter.messages.size();
+  QTest::mouseClick(e.button("restoreButton"), Qt::LeftButton);
+  QCOMPARE(e.prompter.messages.size(), messages + 1);
+  QVERIFY(e.prompter.messages.last().text.startsWith(next + ": "));
+  QCOMPARE(readCamera(*e.module, kBase + 0x800), saved);
 }
 
 QTEST_MAIN(TestRegEditor)
