@@ -1,9 +1,12 @@
-// CPageInfo: the introductory page that says what the tool is for.
+// CPageInfo: the introductory page that says what the tool is for and which
+// versions of the pieces that decide acquisition are installed.
 #pragma once
 
 #include <QWidget>
 
 #include "gui/page_services.h"
+
+class QLabel;
 
 class CPageInfo : public QWidget {
   Q_OBJECT
