@@ -73,7 +73,9 @@ CPageTopology::CPageTopology(const CPageServices& services, QWidget* parent,
     const bool started = m_source->start([this, post](const vxDeviceEvent& event) {
       post([this, event] { onDeviceEvent(event); });
     });
-    if (!started)
+    if (started)
+      m_log->appendPlainText(qs(vxTimeStamp() + "-:Watching firewire device arrivals and removals."));
+    else
       m_log->appendPlainText(qs(vxTimeStamp() + "-:Device arrivals and removals cannot be watched: " +
                                 m_source->error()));
   }
