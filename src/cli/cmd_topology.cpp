@@ -3,6 +3,7 @@
 
 #include "base/format.h"
 #include "cli/commands.h"
+#include "topology/bus_bandwidth.h"
 #include "inspection/host_info.h"
 #include "topology/topology_model.h"
 
@@ -76,4 +77,53 @@ int TopologyCommand::run(CliContext& context) {
   }
   if (!topology.error.empty()) return context.fail(topology.error);
   return kExitOk;
+}
+
+CLI::App* BusCommand::setup(CLI::App& app) {
+  CLI::App* sub = app.add_subcommand(
+      "bus", "Show each bus's isochronous load: every camera's format, packet size and speed, its share "
+             "of the 125 us cycle while streaming, and what is left for another camera");
+  sub->add_flag("--json", m_json, "Print the result as JSON");
+  return sub;
+}
+
+int BusCommand::run(CliContext& context) {
+  const std::vector<vxBusLoad> loads = vxReadBusLoads(context.module());
+  bool failed = false;
+  if (m_json) {
+    nlohmann::json buses = nlohmann::json::array();
+    for (const vxBusLoad& load : loads) {
+      nlohmann::json cameras = nlohmann::json::array();
+      for (const vxCameraIsoLoad& camera : load.cameras) {
+        nlohmann::json entry = {{"camera", camera.cameraNumber},
+                                {"name", camera.name},
+                                {"streaming", camera.streaming},
+                                {"format", camera.format},
+                                {"speed", camera.speed},
+                                {"bytesPerPacket", camera.bytesPerPacket},
+                                {"units", camera.units}};
+        if (!camera.error.empty()) entry["error"] = camera.error;
+        failed = failed || !camera.error.empty();
+        cameras.push_back(entry);
+      }
+      buses.push_back({{"busLayer", load.busLayer},
+                       {"unitsPerCycle", kIsoBandwidthUnits},
+                       {"usedUnits", load.usedUnits},
+                       {"freeUnits", load.freeUnits()},
+                       {"cameras", cameras}});
+    }
+    context.out() << nlohmann::json{{"buses", buses}}.dump(2) << '\n';
+  } else {
+    if (loads.empty()) context.out() << "No cameras.\n";
+    for (const vxBusLoad& load : loads) {
+      context.out() << (load.busLayer.empty() ? std::string("bus") : load.busLayer) << " bus:\n";
+      for (const std::string& line : vxBusLoadLines(load)) context.out() << line << '\n';
+      for (const vxCameraIsoLoad& camera : load.cameras) {
+        failed = failed || !camera.error.empty();
+        const std::string shortfall = vxBandwidthShortfall(load, camera);
+        if (!shortfall.empty()) context.out() << "  " << shortfall << '\n';
+      }
+    }
+  }
+  return failed ? kExitFailure : kExitOk;
 }

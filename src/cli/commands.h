@@ -220,3 +220,12 @@ class ValidateCommand : public CliCommand {
   std::string m_junit;
   bool m_json = false;
 };
+
+class BusCommand : public CliCommand {
+ public:
+  CLI::App* setup(CLI::App& app) override;
+  int run(CliContext& context) override;
+
+ private:
+  bool m_json = false;
+};

@@ -26,6 +26,7 @@ std::vector<std::unique_ptr<CliCommand>> makeCommands() {
   commands.push_back(std::make_unique<AcquireCommand>());
   commands.push_back(std::make_unique<HostCommand>());
   commands.push_back(std::make_unique<TopologyCommand>());
+  commands.push_back(std::make_unique<BusCommand>());
   commands.push_back(std::make_unique<ValidateCommand>());
   commands.push_back(std::make_unique<SaveCommand>());
   commands.push_back(std::make_unique<DiffCommand>());

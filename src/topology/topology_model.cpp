@@ -8,6 +8,7 @@
 #include "acquisition/dcam_module.h"
 #include "acquisition/sim_control.h"
 #include "base/format.h"
+#include "topology/bus_bandwidth.h"
 
 namespace {
 
@@ -154,6 +155,21 @@ vxTopology vxScanTopology(const vxSysfs& sysfs, const vxTopologyOptions& options
       topology.adapters.push_back(simulatedAdapter(*options.module, *control));
   }
   for (vxTopologyAdapter& adapter : topology.adapters) sortCameras(adapter.cameras, options.legacyOrder);
+  if (options.module) {
+    // Each adapter gets the load of the module's cameras matched to it.
+    const std::vector<vxBusLoad> loads = vxReadBusLoads(*options.module);
+    for (vxTopologyAdapter& adapter : topology.adapters) {
+      vxBusLoad mine;
+      for (const vxBusLoad& load : loads)
+        for (const vxCameraIsoLoad& camera : load.cameras)
+          for (const vxTopologyCamera& seen : adapter.cameras)
+            if (seen.cameraNumber == camera.cameraNumber) {
+              mine.cameras.push_back(camera);
+              if (camera.streaming && camera.error.empty()) mine.usedUnits += camera.units;
+            }
+      if (!mine.cameras.empty()) adapter.bandwidthLines = vxBusLoadLines(mine);
+    }
+  }
   return topology;
 }
 
@@ -175,7 +191,8 @@ std::string vxAdapterDetail(const vxTopologyAdapter& adapter) {
                    static_cast<unsigned long long>(adapter.guid));
   vxAppendFormat(text, "Cameras: %zu\n", adapter.cameras.size());
   vxAppendFormat(text, "\n%s\n", kBandwidthSection);
-  text += "  (no stream figures on this bus)\n";
+  if (adapter.bandwidthLines.empty()) text += "  (no stream figures on this bus)\n";
+  for (const std::string& line : adapter.bandwidthLines) text += line + "\n";
   return text;
 }
 

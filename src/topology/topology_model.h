@@ -30,6 +30,9 @@ struct vxTopologyAdapter {
   uint64_t guid = 0;
   bool simulated = false;
   std::vector<vxTopologyCamera> cameras;
+  // The isochronous load of the adapter's bus, one line per camera of the
+  // module on it and the total; empty when the module has none there.
+  std::vector<std::string> bandwidthLines;
 };
 
 struct vxTopology {

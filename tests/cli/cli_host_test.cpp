@@ -49,3 +49,23 @@ TEST(CliTopology, ShowsTheSimulatedAdapterWithItsCamerasInEitherOrder) {
   const Result none = pralix("topology", fixtureEnv("no-firewire"));
   EXPECT_NE(none.out.find("modprobe firewire-ohci"), std::string::npos) << none.out;
 }
+
+TEST(CliBus, ShowsEachCamerasShareOfTheCycle) {
+  Result r = pralix("--simulate=korvane-kv640m,tessaly-f7flex bus --json");
+  ASSERT_EQ(r.status, 0) << r.err;
+  const auto json = nlohmann::json::parse(r.out);
+  ASSERT_EQ(json["buses"].size(), 1u);
+  const auto& bus = json["buses"][0];
+  EXPECT_EQ(bus["unitsPerCycle"], 4915);
+  EXPECT_EQ(bus["usedUnits"], 0);
+  ASSERT_EQ(bus["cameras"].size(), 2u);
+  EXPECT_EQ(bus["cameras"][0]["bytesPerPacket"], 1152);
+  EXPECT_EQ(bus["cameras"][0]["speed"], 400);
+  EXPECT_EQ(bus["cameras"][1]["format"], "Format7 Mode 0 Mono");
+  r = pralix("--simulate=korvane-kv640m bus");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("simulated bus:\n  0 Korvane Imaging KV-640M: idle, set to 640x480 Mono 30 FPS, 1152 bytes per "
+                       "packet at S400, 23.7 %\n  in use 0.0 %, free 100.0 % of the cycle\n"),
+            std::string::npos)
+      << r.out;
+}
