@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
+#include <iterator>
+#include <vector>
 
 #include "support/test_paths.h"
 
@@ -83,4 +86,26 @@ TEST(DeviceScan, ExactMatchingIsWholeAndCaseSensitivePrefixMatchingIsNot) {
   EXPECT_STREQ(vxDcamDeviceId(2), "1394\\A02D&0");
   EXPECT_EQ(vxDcamDeviceId(4), nullptr);
   EXPECT_EQ(vxDcamDeviceId(-1), nullptr);
+}
+
+// The rule file the package installs is the rule the Device Permissions
+// dialog shows, and the desktop entry starts the program with its icon.
+TEST(InstalledFiles, UdevRuleFileMatchesTheDialogAndTheDesktopEntryIsComplete) {
+  std::ifstream rule(pralix_test::repoDataDir() + "/70-dcam-pralix.rules", std::ios::binary);
+  ASSERT_TRUE(rule.good());
+  const std::string text((std::istreambuf_iterator<char>(rule)), std::istreambuf_iterator<char>());
+  EXPECT_EQ(text, kDcamUdevRule);
+  EXPECT_NE(vxDevicePermissionsText("alice").find(kDcamUdevRule), std::string::npos);
+
+  std::ifstream desktop(pralix_test::repoDataDir() + "/dcam-pralix.desktop");
+  ASSERT_TRUE(desktop.good());
+  std::string line;
+  std::vector<std::string> lines;
+  while (std::getline(desktop, line)) lines.push_back(line);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines[0], "[Desktop Entry]");
+  for (const char* key : {"Type=Application", "Name=DCAM Pralix", "Exec=dcam-pralix", "Icon=dcam-pralix"})
+    EXPECT_NE(std::find(lines.begin(), lines.end(), key), lines.end()) << key;
+  std::ifstream icon(pralix_test::repoDataDir() + "/icons/dcam-pralix.svg");
+  EXPECT_TRUE(icon.good());
 }
