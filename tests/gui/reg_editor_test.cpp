@@ -8,6 +8,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTabWidget>
@@ -19,6 +20,7 @@
 
 #include "acquisition/sim_control.h"
 #include "app/camera_list.h"
+#include "gui/page_dcam_props.h"
 #include "gui/page_reg_rw.h"
 #include "gui/reg_editor.h"
 #include "modules/qrvnvdcam/module.h"
@@ -109,6 +111,7 @@ class TestRegEditor : public QObject {
   void blocksOfQuadletsAndFloats();
   void opensFromTheRegisterPageForItsCamera();
   void savesComparesAndRestoresTheCameraState();
+  void watchListFollowsTheDcamPropertiesPage();
 };
 
 void TestRegEditor::opensWithThreePagesAndNoRegister() {
@@ -422,6 +425,33 @@ void TestRegEditor::savesComparesAndRestoresTheCameraState() {
   QCOMPARE(e.prompter.messages.size(), messages + 1);
   QVERIFY(e.prompter.messages.last().text.startsWith(next + ": "));
   QCOMPARE(readCamera(*e.module, kBase + 0x800), saved);
+}
+
+// The watch list, auto refreshing, shows the control register of a feature
+// that the DCAM Properties page changes on the same camera.
+void TestRegEditor::watchListFollowsTheDcamPropertiesPage() {
+  Editor e;
+  PageFixture<CPageDCAMProps> props(*e.module);
+  props.page->setSettleTime(std::chrono::milliseconds(0));
+  props.chooseCamera(0);
+  auto* features = props.find<QListWidget>("featureList");
+  const auto items = features->findItems("Brightness", Qt::MatchExactly);
+  QCOMPARE(items.size(), 1);
+  QTest::mouseClick(features->viewport(), Qt::LeftButton, {}, features->visualItemRect(items[0]).center());
+
+  e.sheet->tabs()->setCurrentIndex(1);
+  e.tree()->setCurrentItem(e.treeItem("BRIGHTNESS"));
+  QTest::mouseClick(e.button("watchToggle"), Qt::LeftButton);
+  e.sheet->tabs()->setCurrentIndex(2);
+  e.find<QCheckBox>("autoRefresh")->setChecked(true);
+  const uint32_t before = readCamera(*e.module, kBase + 0x800);
+  const uint32_t wanted = (before & 0xFFFu) == 77u ? 78u : 77u;
+
+  props.type("valueEdit", QString::number(wanted));
+  props.click("applyButton");
+  QCOMPARE(readCamera(*e.module, kBase + 0x800) & 0xFFFu, wanted);
+  e.sheet->watchList()->timerTick();
+  QCOMPARE(e.watch()->item(0, 1)->text(), QString::asprintf("0x%08X", (before & ~0xFFFu) | wanted));
 }
 
 QTEST_MAIN(TestRegEditor)
