@@ -23,6 +23,18 @@ struct vxDcamBusEventInfo {
 
 using vxDcamBusEventCallback = vxCallback1<const vxDcamBusEventInfo&>;
 
+// A camera came onto the bus or left it, as the module tells whoever watches
+// the whole bus rather than one camera.
+struct vxDcamPresenceEvent {
+  int cameraNumber = -1;
+  bool arrived = false;  // false: it left the bus
+  // Arrived under a number the module had not handed out before; false for
+  // a camera that comes back under its old number.
+  bool isNew = false;
+};
+
+using vxDcamPresenceCallback = vxCallback1<const vxDcamPresenceEvent&>;
+
 // Binds a callback to the camera it was registered for, so one receiver can
 // tell the cameras apart.
 class vxDcamBusEventInfoCallbackWrap {

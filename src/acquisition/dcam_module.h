@@ -51,14 +51,27 @@ class vx_DcamModule {
   // The callback is called on a thread of the module once per unplug and
   // once per bus reset of that camera. Returns an id for unregistering.
   virtual int registerBusEventCallback(int cameraNumber, vxDcamBusEventCallback callback) = 0;
+  // Unregisters a callback of either kind; once it returns the callback is
+  // not running and will not run again.
   virtual void unregisterBusEventCallback(int id) = 0;
+
+  // The callback is called on the module's event thread once per camera
+  // that arrives on a bus (plugged in while the program runs, new or
+  // returning) or leaves it. A camera that arrives is given the next free
+  // camera number, so cameraCount() grows and numbers already handed out
+  // keep their cameras; a returning camera keeps its number. A module whose
+  // camera list never changes may return 0 and never call it.
+  virtual int registerPresenceCallback(vxDcamPresenceCallback callback) {
+    (void)callback;
+    return 0;
+  }
 
   // The simulated bus's fault controls; null when no simulated bus is in use.
   virtual vx_SimBusControl* simControl() = 0;
 };
 
 // The one C entry a module plugin exports.
-constexpr uint32_t kModuleInterfaceVersion = 2;
+constexpr uint32_t kModuleInterfaceVersion = 3;
 struct vx_ModuleEntry {
   uint32_t interfaceVersion;
   // Returns null on failure and leaves a message in error.

@@ -26,6 +26,18 @@ class vx_SimBusControl {
   // A bus reset seen by every simulated camera on the bus.
   virtual void busReset() = 0;
 
+  // Plugs a new camera of this profile (a name looked up in the profile
+  // folders, or a file) into the running bus. Returns its module camera
+  // number, or -1 with the reason in error. Buses without this control
+  // refuse.
+  virtual int plugNew(const std::string& profile, std::string* error) {
+    (void)profile;
+    if (error) *error = "this bus cannot take new cameras";
+    return -1;
+  }
+  // The profile names plugNew takes, sorted.
+  virtual std::vector<std::string> availableProfiles() const { return {}; }
+
   // Transactions at this address fail until cleared.
   virtual void setReadFault(int cameraNumber, uint32_t address, bool fail) = 0;
   virtual void setWriteFault(int cameraNumber, uint32_t address, bool fail) = 0;

@@ -111,6 +111,7 @@ vxCameraList::vxCameraList(vx_DcamModule& module)
 }
 
 vxCameraList::~vxCameraList() {
+  if (m_presenceId != 0) m_module.unregisterBusEventCallback(m_presenceId);
   for (int id : m_callbackIds) m_module.unregisterBusEventCallback(id);
 }
 
@@ -142,8 +143,17 @@ void vxCameraList::setLogWindow(const vxLogLinePost& post) {
 }
 
 void vxCameraList::setBusChangeListener(const vxBusChangePost& post) {
+  if (m_presenceId != 0) m_module.unregisterBusEventCallback(m_presenceId);
+  m_presenceId = 0;
   m_busChange = post;
   for (const auto& entry : m_entries) entry->setBusChangeListener(post);
+  // A camera that arrives on a bus none of the list's cameras is on brings
+  // no bus reset to any entry; the module says so itself.
+  if (post)
+    m_presenceId = m_module.registerPresenceCallback(vxDcamPresenceCallback(
+        [post](const vxDcamPresenceEvent& event) {
+          if (event.arrived) post();
+        }));
 }
 
 vxCameraList::Refresh vxCameraList::refresh() {

@@ -105,8 +105,9 @@ class vxCameraList {
   // Sends the log lines of every entry to one log window, and of the
   // entries made later.
   void setLogWindow(const vxLogLinePost& post);
-  // Tells post of every bus reset any camera of the list sees, so that the
-  // user interface can call refresh() on its own thread.
+  // Tells post of every bus reset any camera of the list sees and of every
+  // camera that arrives on a bus (one the list may not have yet), so that
+  // the user interface can call refresh() on its own thread.
   void setBusChangeListener(const vxBusChangePost& post);
 
   // What a rebuild of the list changed.
@@ -134,4 +135,5 @@ class vxCameraList {
   std::vector<int> m_callbackIds;  // one per entry, at the entry's index
   vxLogLinePost m_logWindow;
   vxBusChangePost m_busChange;
+  int m_presenceId = 0;  // the module's presence callback while a listener is set
 };

@@ -69,7 +69,7 @@ class FixedLayer final : public vx_BusLayer {
   }
   bool writeQuadlet(int, uint32_t, uint32_t, std::string*) override { return false; }
   void setEventSink(EventSink) override {}
-  void setFirstCameraNumber(int) override {}
+  void setCameraNumber(int, int) override {}
 };
 
 }  // namespace

@@ -20,6 +20,9 @@ class vx_BusLayer {
  public:
   // Called from whatever thread saw the event; the module only queues it.
   using EventSink = std::function<void(int index, const vxDcamBusEventInfo& info)>;
+  // Called, from whatever thread saw it, once a camera has arrived at index:
+  // appended (index == the old cameraCount()) or back on the bus.
+  using ArrivalSink = std::function<void(int index)>;
 
   virtual ~vx_BusLayer() = default;
 
@@ -28,8 +31,10 @@ class vx_BusLayer {
   // One line for the user, e.g. "simulated bus: 3 cameras".
   virtual std::string description() const = 0;
 
-  // The camera list is fixed once the layer is up: a camera that leaves the
-  // bus keeps its index and fails its transactions.
+  // Cameras are only ever appended: a camera that leaves the bus keeps its
+  // index and fails its transactions, and one that comes back takes its old
+  // index again. cameraCount() may grow at any time, from any thread; an
+  // index below it stays valid for the layer's life.
   virtual int cameraCount() const = 0;
   virtual vxDcamIdentity identity(int index) const = 0;
   virtual bool isPlugged(int index) const = 0;
@@ -41,13 +46,14 @@ class vx_BusLayer {
   virtual bool readQuadlet(int index, uint32_t address, uint32_t& value, std::string* error) = 0;
   virtual bool writeQuadlet(int index, uint32_t address, uint32_t value, std::string* error) = 0;
 
-  // The module installs its sink once, before any event can happen, and
-  // removes it (empty function) before the layer is destroyed.
+  // The module installs its sinks once, before any event can happen, and
+  // removes them (empty functions) before the layer is destroyed.
   virtual void setEventSink(EventSink sink) = 0;
+  virtual void setArrivalSink(ArrivalSink sink) { (void)sink; }
 
-  // The module tells the layer which module camera number its index 0 has,
-  // so controls that speak module numbers can translate them.
-  virtual void setFirstCameraNumber(int number) = 0;
+  // The module tells the layer the module camera number of each of its
+  // cameras, so controls that speak module numbers can translate them.
+  virtual void setCameraNumber(int index, int number) = 0;
 
   // The image stream of the camera at index, for the geometry its registers
   // are set to; null when the layer cannot receive images from it.

@@ -72,7 +72,7 @@ std::vector<std::unique_ptr<vx_BusLayer>> layersFor(const vx_ModuleOptions& opti
         refused.push_back(e.message());
       }
     }
-    layers.push_back(std::make_unique<vx_SimBus>(std::move(profiles)));
+    layers.push_back(std::make_unique<vx_SimBus>(std::move(profiles), options.profileDirs));
   }
   return layers;
 }
@@ -91,23 +91,81 @@ vx_QrvnvDcamModule::vx_QrvnvDcamModule(std::vector<std::unique_ptr<vx_BusLayer>>
 }
 
 void vx_QrvnvDcamModule::start() {
-  for (auto& layer : m_layers) {
-    const int first = static_cast<int>(m_cameras.size());
-    layer->setFirstCameraNumber(first);
-    for (int i = 0; i < layer->cameraCount(); ++i)
-      m_cameras.push_back(std::make_unique<Camera>(*layer, i, first + i));
+  m_layerNumbers.resize(m_layers.size());
+  {
+    std::vector<vxDcamPresenceEvent> present;
+    std::lock_guard lock(m_camerasMutex);
+    for (size_t layer = 0; layer < m_layers.size(); ++layer) adoptNewCameras(layer, present);
   }
   m_eventThread = std::thread([this] { eventLoop(); });
-  int first = 0;
-  for (auto& layer : m_layers) {
-    layer->setEventSink(
-        [this, first](int index, const vxDcamBusEventInfo& info) { post(first + index, info); });
-    first += layer->cameraCount();
+  for (size_t layer = 0; layer < m_layers.size(); ++layer) {
+    m_layers[layer]->setEventSink([this, layer](int index, const vxDcamBusEventInfo& info) {
+      const int number = numberOf(layer, index);
+      if (number < 0) return;
+      QueuedEvent event;
+      event.cameraNumber = number;
+      event.info = info;
+      post(event);
+      if (info.isUnplugged()) {
+        QueuedEvent gone;
+        gone.isPresence = true;
+        gone.presence = {number, false, false};
+        post(gone);
+      }
+    });
+    m_layers[layer]->setArrivalSink([this, layer](int index) { onArrival(layer, index); });
+  }
+  // A camera that arrived while the sinks went in is taken in now.
+  for (size_t layer = 0; layer < m_layers.size(); ++layer) onArrival(layer, -1);
+}
+
+void vx_QrvnvDcamModule::adoptNewCameras(size_t layer, std::vector<vxDcamPresenceEvent>& arrived) {
+  vx_BusLayer& bus = *m_layers[layer];
+  std::vector<int>& numbers = m_layerNumbers[layer];
+  while (static_cast<int>(numbers.size()) < bus.cameraCount()) {
+    const int index = static_cast<int>(numbers.size());
+    const int number = static_cast<int>(m_cameras.size());
+    m_cameras.push_back(std::make_unique<Camera>(bus, index, number));
+    numbers.push_back(number);
+    bus.setCameraNumber(index, number);
+    arrived.push_back({number, true, true});
   }
 }
 
+void vx_QrvnvDcamModule::onArrival(size_t layer, int index) {
+  std::vector<vxDcamPresenceEvent> arrived;
+  {
+    std::lock_guard lock(m_camerasMutex);
+    const std::vector<int>& numbers = m_layerNumbers[layer];
+    if (index >= 0 && static_cast<size_t>(index) < numbers.size())
+      arrived.push_back({numbers[static_cast<size_t>(index)], true, false});
+    else
+      adoptNewCameras(layer, arrived);
+  }
+  for (const vxDcamPresenceEvent& presence : arrived) {
+    QueuedEvent event;
+    event.isPresence = true;
+    event.presence = presence;
+    post(event);
+  }
+}
+
+int vx_QrvnvDcamModule::numberOf(size_t layer, int index) const {
+  std::lock_guard lock(m_camerasMutex);
+  const std::vector<int>& numbers = m_layerNumbers[layer];
+  return index >= 0 && static_cast<size_t>(index) < numbers.size() ? numbers[static_cast<size_t>(index)] : -1;
+}
+
+int vx_QrvnvDcamModule::cameraCount() const {
+  std::lock_guard lock(m_camerasMutex);
+  return static_cast<int>(m_cameras.size());
+}
+
 vx_QrvnvDcamModule::~vx_QrvnvDcamModule() {
-  for (auto& layer : m_layers) layer->setEventSink({});
+  for (auto& layer : m_layers) {
+    layer->setArrivalSink({});
+    layer->setEventSink({});
+  }
   {
     std::lock_guard lock(m_queueMutex);
     m_stopping = true;
@@ -127,15 +185,22 @@ std::vector<std::string> vx_QrvnvDcamModule::busLayers() const {
 }
 
 vx1394DCAM& vx_QrvnvDcamModule::camera(int number) {
-  if (number < 0 || number >= cameraCount())
-    throw Error(vxFormat("No DCAM camera with number %d: the module knows %d camera%s.", number,
-                         cameraCount(), cameraCount() == 1 ? "" : "s"));
+  std::lock_guard lock(m_camerasMutex);
+  const int count = static_cast<int>(m_cameras.size());
+  if (number < 0 || number >= count)
+    throw Error(vxFormat("No DCAM camera with number %d: the module knows %d camera%s.", number, count,
+                         count == 1 ? "" : "s"));
   return *m_cameras[static_cast<size_t>(number)];
 }
 
 int vx_QrvnvDcamModule::nodeNumber(int cameraNumber) const {
-  if (cameraNumber < 0 || cameraNumber >= cameraCount()) return -1;
-  return m_cameras[static_cast<size_t>(cameraNumber)]->nodeNumber();
+  const Camera* camera = nullptr;
+  {
+    std::lock_guard lock(m_camerasMutex);
+    if (cameraNumber < 0 || cameraNumber >= static_cast<int>(m_cameras.size())) return -1;
+    camera = m_cameras[static_cast<size_t>(cameraNumber)].get();
+  }
+  return camera->nodeNumber();
 }
 
 vx_SimBusControl* vx_QrvnvDcamModule::simControl() {
@@ -150,7 +215,14 @@ int vx_QrvnvDcamModule::registerBusEventCallback(int cameraNumber,
     throw Error(vxFormat("No DCAM camera with number %d to watch for bus events.", cameraNumber));
   std::lock_guard lock(m_callbackMutex);
   const int id = m_nextId++;
-  m_callbacks.emplace(id, Registration{cameraNumber, std::move(callback)});
+  m_callbacks.emplace(id, Registration{cameraNumber, std::move(callback), {}});
+  return id;
+}
+
+int vx_QrvnvDcamModule::registerPresenceCallback(vxDcamPresenceCallback callback) {
+  std::lock_guard lock(m_callbackMutex);
+  const int id = m_nextId++;
+  m_callbacks.emplace(id, Registration{-1, {}, std::move(callback)});
   return id;
 }
 
@@ -164,18 +236,18 @@ void vx_QrvnvDcamModule::unregisterBusEventCallback(int id) {
   if (std::this_thread::get_id() != m_eventThread.get_id()) std::lock_guard wait(m_dispatchMutex);
 }
 
-void vx_QrvnvDcamModule::post(int cameraNumber, const vxDcamBusEventInfo& info) {
+void vx_QrvnvDcamModule::post(QueuedEvent event) {
   {
     std::lock_guard lock(m_queueMutex);
     if (m_stopping) return;
-    m_queue.emplace_back(cameraNumber, info);
+    m_queue.push_back(std::move(event));
   }
   m_queueChanged.notify_one();
 }
 
 void vx_QrvnvDcamModule::eventLoop() {
   for (;;) {
-    std::pair<int, vxDcamBusEventInfo> event;
+    QueuedEvent event;
     {
       std::unique_lock lock(m_queueMutex);
       m_queueChanged.wait(lock, [this] { return m_stopping || !m_queue.empty(); });
@@ -184,12 +256,18 @@ void vx_QrvnvDcamModule::eventLoop() {
       m_queue.pop_front();
     }
     std::lock_guard dispatching(m_dispatchMutex);
-    std::vector<vxDcamBusEventCallback> receivers;
+    std::vector<Registration> receivers;
     {
       std::lock_guard lock(m_callbackMutex);
       for (const auto& [id, registration] : m_callbacks)
-        if (registration.cameraNumber == event.first) receivers.push_back(registration.callback);
+        if (event.isPresence ? registration.cameraNumber < 0 : registration.cameraNumber == event.cameraNumber)
+          receivers.push_back(registration);
     }
-    for (const auto& callback : receivers) callback(event.second);
+    for (const Registration& receiver : receivers) {
+      if (event.isPresence)
+        receiver.presence(event.presence);
+      else
+        receiver.callback(event.info);
+    }
   }
 }

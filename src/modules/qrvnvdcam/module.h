@@ -28,10 +28,11 @@ class vx_QrvnvDcamModule final : public vx_DcamModule {
   std::vector<std::string> busLayers() const override;
   std::vector<std::string> notices() const override { return m_notices; }
   std::vector<std::string> refusedProfiles() const override { return m_refusedProfiles; }
-  int cameraCount() const override { return static_cast<int>(m_cameras.size()); }
+  int cameraCount() const override;
   vx1394DCAM& camera(int number) override;
   int registerBusEventCallback(int cameraNumber, vxDcamBusEventCallback callback) override;
   void unregisterBusEventCallback(int id) override;
+  int registerPresenceCallback(vxDcamPresenceCallback callback) override;
   vx_SimBusControl* simControl() override;
 
   // The camera's current node number on its bus; -1 while it is unplugged.
@@ -40,22 +41,42 @@ class vx_QrvnvDcamModule final : public vx_DcamModule {
  private:
   class Camera;
   struct Registration {
-    int cameraNumber;
+    int cameraNumber;  // -1: a presence callback
     vxDcamBusEventCallback callback;
+    vxDcamPresenceCallback presence;
+  };
+  // One entry of the event queue: a bus event record for one camera's
+  // callbacks, or a presence change for the presence callbacks.
+  struct QueuedEvent {
+    int cameraNumber = -1;
+    bool isPresence = false;
+    vxDcamBusEventInfo info;
+    vxDcamPresenceEvent presence;
   };
 
   void start();
-  void post(int cameraNumber, const vxDcamBusEventInfo& info);
+  // Gives the layer's cameras from its index `from` on their module numbers.
+  // Called with m_camerasMutex held.
+  void adoptNewCameras(size_t layer, std::vector<vxDcamPresenceEvent>& arrived);
+  // The layer's camera at index has arrived (new or back).
+  void onArrival(size_t layer, int index);
+  // The module number of a layer's camera; -1 while it has none yet.
+  int numberOf(size_t layer, int index) const;
+  void post(QueuedEvent event);
   void eventLoop();
 
   std::vector<std::unique_ptr<vx_BusLayer>> m_layers;
+  // Cameras are appended as they arrive and never removed, so a reference
+  // camera() hands out stays valid while the vector grows.
+  mutable std::mutex m_camerasMutex;
   std::vector<std::unique_ptr<Camera>> m_cameras;
+  std::vector<std::vector<int>> m_layerNumbers;  // per layer: index -> camera number
   std::vector<std::string> m_notices;
   std::vector<std::string> m_refusedProfiles;
 
   std::mutex m_queueMutex;
   std::condition_variable m_queueChanged;
-  std::deque<std::pair<int, vxDcamBusEventInfo>> m_queue;
+  std::deque<QueuedEvent> m_queue;
   bool m_stopping = false;
 
   std::mutex m_callbackMutex;

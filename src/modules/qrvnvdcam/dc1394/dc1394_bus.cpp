@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <exception>
 
@@ -89,25 +90,48 @@ std::vector<std::string> vxDc1394Notices(const vx_Dc1394StackState& state) {
 
 // One camera libdc1394 opened.
 struct vx_Dc1394BusLayer::Camera {
+  // Replaced, under the transaction lock, when the camera comes back.
   dc1394camera_t* handle = nullptr;
+  // Handles of earlier visits; a stream opened then may still hold one, so
+  // they are freed with the layer.
+  std::vector<dc1394camera_t*> retired;
+  int unit = 0;
   vxDcamIdentity identity;
   uint32_t commandOffset = 0;  // command registers, as an offset from the CSR base
-  std::string nodePath;        // "/dev/fw3"; empty for a camera on USB
   std::mutex transactions;
   std::atomic<bool> plugged{true};
   std::atomic<int> nodeNumber{0};
-  // The bus as the last reset left it; an unplug record repeats it.
+  // The bus as the last reset left it (an unplug record repeats it), and the
+  // camera's device node ("/dev/fw3"; empty for a camera on USB), which may
+  // change when it comes back.
   std::mutex busMutex;
   vxDcamBusEventInfo lastBus;
+  std::string nodePath;
+
+  std::string node() {
+    std::lock_guard lock(busMutex);
+    return nodePath;
+  }
 };
 
 vx_Dc1394BusLayer::vx_Dc1394BusLayer() = default;
 
 vx_Dc1394BusLayer::~vx_Dc1394BusLayer() {
+  if (m_rescanThread.joinable()) {
+    {
+      std::lock_guard lock(m_rescanMutex);
+      m_rescanStopping = true;
+    }
+    m_rescanWake.notify_all();
+    m_rescanThread.join();
+  }
   if (m_watcher) m_watcher->stop();
-  for (auto& camera : m_cameras)
+  for (auto& camera : m_cameras) {
+    if (!camera) continue;
     if (camera->handle) dc1394_camera_free(camera->handle);
-  m_cameras.clear();
+    for (dc1394camera_t* old : camera->retired) dc1394_camera_free(old);
+    camera.reset();
+  }
   if (m_context) dc1394_free(m_context);
 }
 
@@ -152,9 +176,20 @@ void vx_Dc1394BusLayer::bringUp(vx_Dc1394StackState& state) {
   dc1394_camera_free_list(list);
   state.cameraCount = cameraCount();
   startWatching();
+  m_rescanThread = std::thread([this] { rescanLoop(); });
 }
 
-void vx_Dc1394BusLayer::openCamera(uint64_t guid, int unit, vx_Dc1394StackState& state) {
+dc1394camera_t* vx_Dc1394BusLayer::openHandle(uint64_t guid, int unit, std::string& why) {
+  const unsigned long before = vx_Dc1394Log::problemCount();
+  dc1394camera_t* handle = dc1394_camera_new_unit(m_context, guid, unit);
+  if (!handle) {
+    why = problemSince(before);
+    if (why.empty()) why = "no reason given";
+  }
+  return handle;
+}
+
+bool vx_Dc1394BusLayer::openCamera(uint64_t guid, int unit, vx_Dc1394StackState& state) {
   // Opening is the one libdc1394 call that may write to the camera behind
   // the user's back (it refreshes its view of the camera and may "repair"
   // an ISO speed, video mode or frame rate it finds invalid), and there is
@@ -163,16 +198,21 @@ void vx_Dc1394BusLayer::openCamera(uint64_t guid, int unit, vx_Dc1394StackState&
   // of which write corrected values back): the identity comes from what
   // opening read from the configuration ROM, and every register the program
   // looks at is read with a plain quadlet transaction.
-  const unsigned long before = vx_Dc1394Log::problemCount();
-  dc1394camera_t* handle = dc1394_camera_new_unit(m_context, guid, unit);
+  const int index = cameraCount();
+  if (index >= kMaxCameras) {
+    state.unopened.push_back(vxFormat("GUID %016llX (more than %d cameras)", static_cast<unsigned long long>(guid),
+                                      kMaxCameras));
+    return false;
+  }
+  std::string why;
+  dc1394camera_t* handle = openHandle(guid, unit, why);
   if (!handle) {
-    const std::string why = problemSince(before);
-    state.unopened.push_back(vxFormat("GUID %016llX (%s)", static_cast<unsigned long long>(guid),
-                                      why.empty() ? "no reason given" : why.c_str()));
-    return;
+    state.unopened.push_back(vxFormat("GUID %016llX (%s)", static_cast<unsigned long long>(guid), why.c_str()));
+    return false;
   }
   auto camera = std::make_unique<Camera>();
   camera->handle = handle;
+  camera->unit = unit;
   camera->identity.vendor = handle->vendor ? handle->vendor : "";
   camera->identity.model = handle->model ? handle->model : "";
   camera->identity.guid = handle->guid;
@@ -192,7 +232,9 @@ void vx_Dc1394BusLayer::openCamera(uint64_t guid, int unit, vx_Dc1394StackState&
     camera->nodeNumber = static_cast<int>(vxFwNodeNumber(node));
     camera->lastBus.busGenerationCount = generation;
   }
-  m_cameras.push_back(std::move(camera));
+  m_cameras[size_t(index)] = std::move(camera);
+  m_count.store(index + 1, std::memory_order_release);
+  return true;
 }
 
 void vx_Dc1394BusLayer::startWatching() {
@@ -206,26 +248,122 @@ void vx_Dc1394BusLayer::startWatching() {
           camera.lastBus = info;
         }
         if (camera.plugged) deliver(index, info);
+        // A node came or went: perhaps a camera arrived.
+        {
+          std::lock_guard lock(m_rescanMutex);
+          m_rescanAsked = true;
+        }
+        m_rescanWake.notify_all();
       },
       [this](int index) { markGone(index); });
-  bool any = false;
-  for (size_t i = 0; i < m_cameras.size(); ++i) {
-    Camera& camera = *m_cameras[i];
-    if (camera.nodePath.empty()) continue;
-    fw_cdev_event_bus_reset current{};
-    // A node libdc1394 could open we can open too; should it fail all the
-    // same, the camera works without bus events.
-    const int fd = vxOpenFwNodeForEvents(camera.nodePath, current);
-    if (fd < 0) continue;
-    camera.nodeNumber = static_cast<int>(vxFwNodeNumber(current.node_id));
+  if (!watcher->start()) return;
+  m_watcher = std::move(watcher);
+  for (int i = 0; i < cameraCount(); ++i) watch(i);
+}
+
+void vx_Dc1394BusLayer::watch(int index) {
+  if (!m_watcher) return;
+  Camera& camera = *m_cameras[size_t(index)];
+  const std::string path = camera.node();
+  if (path.empty()) return;
+  fw_cdev_event_bus_reset current{};
+  // A node libdc1394 could open we can open too; should it fail all the
+  // same, the camera works without bus events.
+  const int fd = vxOpenFwNodeForEvents(path, current);
+  if (fd < 0) return;
+  camera.nodeNumber = static_cast<int>(vxFwNodeNumber(current.node_id));
+  {
+    std::lock_guard lock(camera.busMutex);
+    camera.lastBus = vxBusEventFromReset(current);
+  }
+  m_watcher->add(index, fd);
+}
+
+void vx_Dc1394BusLayer::rescanLoop() {
+  // Looks after a change of the node set: now and on the next few looks.
+  constexpr int kLooksAfterChange = 4;
+  std::vector<std::string> names = vxFwNodeNames();
+  int pending = 0;
+  for (;;) {
+    bool asked = false;
+    {
+      std::unique_lock lock(m_rescanMutex);
+      m_rescanWake.wait_for(lock, std::chrono::seconds(1), [this] { return m_rescanStopping || m_rescanAsked; });
+      if (m_rescanStopping) return;
+      asked = m_rescanAsked;
+      m_rescanAsked = false;
+    }
+    std::vector<std::string> now = vxFwNodeNames();
+    if (now != names) {
+      names = std::move(now);
+      pending = kLooksAfterChange;
+    }
+    if (asked && pending == 0) pending = 1;
+    if (pending > 0) {
+      --pending;
+      rescan();
+    }
+  }
+}
+
+void vx_Dc1394BusLayer::rescan() {
+  dc1394camera_list_t* list = nullptr;
+  if (dc1394_camera_enumerate(m_context, &list) != DC1394_SUCCESS || !list) {
+    if (list) dc1394_camera_free_list(list);
+    return;
+  }
+  std::vector<int> arrived;
+  for (uint32_t i = 0; i < list->num; ++i) {
+    const uint64_t guid = list->ids[i].guid;
+    const int unit = list->ids[i].unit;
+    int known = -1;
+    for (int index = 0; index < cameraCount(); ++index)
+      if (m_cameras[size_t(index)]->identity.guid == guid && m_cameras[size_t(index)]->unit == unit) known = index;
+    if (known < 0) {
+      vx_Dc1394StackState ignored;
+      if (openCamera(guid, unit, ignored)) {
+        watch(cameraCount() - 1);
+        arrived.push_back(cameraCount() - 1);
+      }
+      continue;
+    }
+    Camera& camera = *m_cameras[size_t(known)];
+    if (camera.plugged) continue;
+    // Back on the bus: a fresh handle, the old one retired.
+    std::string why;
+    dc1394camera_t* handle = openHandle(guid, unit, why);
+    if (!handle) continue;
+    {
+      std::lock_guard lock(camera.transactions);
+      camera.retired.push_back(camera.handle);
+      camera.handle = handle;
+    }
+    uint32_t node = 0;
+    uint32_t generation = 0;
     {
       std::lock_guard lock(camera.busMutex);
-      camera.lastBus = vxBusEventFromReset(current);
+      camera.nodePath = vxFwNodeForGuid(guid);
+      if (dc1394_camera_get_node(handle, &node, &generation) == DC1394_SUCCESS)
+        camera.lastBus.busGenerationCount = generation;
     }
-    watcher->add(static_cast<int>(i), fd);
-    any = true;
+    camera.nodeNumber = static_cast<int>(vxFwNodeNumber(node));
+    camera.plugged = true;
+    watch(known);
+    vxDcamBusEventInfo info;
+    {
+      std::lock_guard lock(camera.busMutex);
+      info = camera.lastBus;
+    }
+    info.eventFlags = vxDcamBusEventInfo::kBusReset;
+    deliver(known, info);
+    arrived.push_back(known);
   }
-  if (any && watcher->start()) m_watcher = std::move(watcher);
+  dc1394_camera_free_list(list);
+  // Under the lock, as deliver() does, so that no arrival is on its way into
+  // a module that has removed its sink.
+  std::lock_guard lock(m_sinkMutex);
+  if (m_arrivalSink)
+    for (int index : arrived) m_arrivalSink(index);
 }
 
 std::string vx_Dc1394BusLayer::description() const {
@@ -308,7 +446,8 @@ void vx_Dc1394BusLayer::checkGone(int index, int transactionErrno) {
   Camera& camera = *m_cameras[static_cast<size_t>(index)];
   // libdc1394 answers every failure alike; the errno its failed system call
   // left behind, or the device node having vanished, tells an unplug apart.
-  const bool nodeGone = !camera.nodePath.empty() && ::access(camera.nodePath.c_str(), F_OK) != 0 && errno == ENOENT;
+  const std::string path = camera.node();
+  const bool nodeGone = !path.empty() && ::access(path.c_str(), F_OK) != 0 && errno == ENOENT;
   if (transactionErrno == ENODEV || nodeGone) markGone(index);
 }
 
@@ -337,11 +476,19 @@ void vx_Dc1394BusLayer::setEventSink(EventSink sink) {
   m_sink = std::move(sink);
 }
 
+void vx_Dc1394BusLayer::setArrivalSink(ArrivalSink sink) {
+  std::lock_guard lock(m_sinkMutex);
+  m_arrivalSink = std::move(sink);
+}
+
 std::unique_ptr<vx_DcamStream> vx_Dc1394BusLayer::openStream(int index, const vx_StreamParams& params) {
   Camera* camera = at(index, nullptr);
   if (!camera) return nullptr;
   vx_Dc1394StreamHost host;
-  host.camera = camera->handle;
+  {
+    std::lock_guard lock(camera->transactions);
+    host.camera = camera->handle;
+  }
   host.transactions = &camera->transactions;
   host.plugged = [camera] { return camera->plugged.load(); };
   host.suspectGone = [this, index](int failureErrno) { checkGone(index, failureErrno); };

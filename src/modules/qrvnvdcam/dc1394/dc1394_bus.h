@@ -3,12 +3,15 @@
 
 #include <dc1394/dc1394.h>
 
+#include <array>
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "acquisition/dcam_stream.h"
@@ -38,8 +41,16 @@ struct vx_Dc1394StackState {
 // not starting) and at most one about listed cameras that did not open.
 std::vector<std::string> vxDc1394Notices(const vx_Dc1394StackState& state);
 
+// Cameras plugged in while the layer runs are found by enumerating again:
+// at once when a watched camera sees a bus reset, and whenever the set of
+// /dev/fw nodes changes (looked at once a second), then again on the next
+// few looks, since udev may give the new node its access rights a moment
+// after it appears. A camera that comes back (same GUID) takes its old index.
 class vx_Dc1394BusLayer final : public vx_BusLayer {
  public:
+  // libdc1394 lists at most 63 nodes per bus; this many cameras in all.
+  static constexpr int kMaxCameras = 64;
+
   ~vx_Dc1394BusLayer() override;
   vx_Dc1394BusLayer(const vx_Dc1394BusLayer&) = delete;
   vx_Dc1394BusLayer& operator=(const vx_Dc1394BusLayer&) = delete;
@@ -50,14 +61,18 @@ class vx_Dc1394BusLayer final : public vx_BusLayer {
   // vx_BusLayer
   std::string name() const override { return "libdc1394"; }
   std::string description() const override;
-  int cameraCount() const override { return static_cast<int>(m_cameras.size()); }
+  int cameraCount() const override { return m_count.load(std::memory_order_acquire); }
   vxDcamIdentity identity(int index) const override;
   bool isPlugged(int index) const override;
   int nodeNumber(int index) const override;
   bool readQuadlet(int index, uint32_t address, uint32_t& value, std::string* error) override;
   bool writeQuadlet(int index, uint32_t address, uint32_t value, std::string* error) override;
   void setEventSink(EventSink sink) override;
-  void setFirstCameraNumber(int number) override { m_firstNumber = number; }
+  void setArrivalSink(ArrivalSink sink) override;
+  void setCameraNumber(int index, int number) override {
+    (void)index;
+    (void)number;
+  }
 
   // The image stream of a camera; null for an index the layer does not have.
   std::unique_ptr<vx_DcamStream> openStream(int index, const vx_StreamParams& params) override;
@@ -68,8 +83,16 @@ class vx_Dc1394BusLayer final : public vx_BusLayer {
 
   vx_Dc1394BusLayer();
   void bringUp(vx_Dc1394StackState& state);
-  void openCamera(uint64_t guid, int unit, vx_Dc1394StackState& state);
+  // Opens the camera and appends it; false when it cannot be opened (the
+  // reason goes into state) or the table is full.
+  bool openCamera(uint64_t guid, int unit, vx_Dc1394StackState& state);
+  dc1394camera_t* openHandle(uint64_t guid, int unit, std::string& why);
   void startWatching();
+  // Starts watching a camera's node for bus events.
+  void watch(int index);
+  // Enumerates again and takes in cameras that arrived or came back.
+  void rescan();
+  void rescanLoop();
   Camera* at(int index, std::string* error) const;
   // After a failed transaction: has the camera left the bus?
   void checkGone(int index, int transactionErrno);
@@ -80,12 +103,21 @@ class vx_Dc1394BusLayer final : public vx_BusLayer {
   void deliver(int index, const vxDcamBusEventInfo& info);
 
   dc1394_t* m_context = nullptr;
-  std::vector<std::unique_ptr<Camera>> m_cameras;
+  // A fixed table, so that other threads may index it while the rescan
+  // thread appends: a slot is filled before m_count is raised past it.
+  std::array<std::unique_ptr<Camera>, kMaxCameras> m_cameras;
+  std::atomic<int> m_count{0};
   std::vector<std::string> m_notices;
   std::unique_ptr<vx_FwNodeWatcher> m_watcher;
   std::mutex m_sinkMutex;
   EventSink m_sink;
-  std::atomic<int> m_firstNumber{0};
+  ArrivalSink m_arrivalSink;
+  // The rescan thread and what wakes it.
+  std::mutex m_rescanMutex;
+  std::condition_variable m_rescanWake;
+  bool m_rescanAsked = false;
+  bool m_rescanStopping = false;
+  std::thread m_rescanThread;
 };
 
 // Brings up libdc1394 and opens the cameras it lists. Never throws: when the

@@ -89,6 +89,20 @@ std::vector<vx_FwNodeProbe> vxProbeFwNodes(const std::string& devDir, const std:
   return probes;
 }
 
+std::vector<std::string> vxFwNodeNames(const std::string& devDir) {
+  std::vector<std::pair<int, std::string>> found;
+  std::error_code ec;
+  for (fs::directory_iterator it(devDir, ec), end; !ec && it != end; it.increment(ec)) {
+    std::string name = it->path().filename().string();
+    const int number = nodeNumberOfName(name);
+    if (number >= 0) found.emplace_back(number, std::move(name));
+  }
+  std::sort(found.begin(), found.end());
+  std::vector<std::string> names;
+  for (auto& entry : found) names.push_back(std::move(entry.second));
+  return names;
+}
+
 std::string vxFwNodeForGuid(uint64_t guid, const std::string& sysDir, const std::string& devDir) {
   std::error_code ec;
   for (fs::directory_iterator it(sysDir, ec), end; !ec && it != end; it.increment(ec)) {
@@ -130,7 +144,15 @@ void vx_FwNodeWatcher::add(int index, int fd) {
   // drain() reads until nothing is left, which needs a non-blocking descriptor.
   const int flags = ::fcntl(fd, F_GETFL);
   if (flags >= 0 && !(flags & O_NONBLOCK)) ::fcntl(fd, F_SETFL, flags | O_NONBLOCK);
-  m_nodes.push_back({index, fd});
+  {
+    std::lock_guard lock(m_nodesMutex);
+    m_nodes.push_back({index, fd});
+    m_added.push_back({index, fd});
+  }
+  if (m_wakeFd >= 0) {
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(m_wakeFd, &one, sizeof one);
+  }
 }
 
 bool vx_FwNodeWatcher::start() {
@@ -149,14 +171,17 @@ bool vx_FwNodeWatcher::start() {
 
 void vx_FwNodeWatcher::stop() {
   if (m_thread.joinable()) {
+    m_stopping = true;
     const uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = ::write(m_wakeFd, &one, sizeof one);
     m_thread.join();
   }
   if (m_wakeFd >= 0) ::close(m_wakeFd);
   m_wakeFd = -1;
+  std::lock_guard lock(m_nodesMutex);
   for (const Node& node : m_nodes) ::close(node.fd);
   m_nodes.clear();
+  m_added.clear();
 }
 
 bool vx_FwNodeWatcher::drain(const Node& node) {
@@ -184,8 +209,13 @@ bool vx_FwNodeWatcher::drain(const Node& node) {
 }
 
 void vx_FwNodeWatcher::run() {
-  std::vector<Node> watched = m_nodes;
+  std::vector<Node> watched;
   for (;;) {
+    {
+      std::lock_guard lock(m_nodesMutex);
+      watched.insert(watched.end(), m_added.begin(), m_added.end());
+      m_added.clear();
+    }
     std::vector<pollfd> fds;
     fds.push_back({m_wakeFd, POLLIN, 0});
     for (const Node& node : watched) fds.push_back({node.fd, POLLIN, 0});
@@ -194,7 +224,12 @@ void vx_FwNodeWatcher::run() {
       if (errno == EINTR) continue;
       return;
     }
-    if (fds[0].revents != 0) return;
+    if (fds[0].revents != 0) {
+      if (m_stopping) return;
+      uint64_t count = 0;
+      [[maybe_unused]] const ssize_t got = ::read(m_wakeFd, &count, sizeof count);
+      continue;  // a node was added
+    }
     std::vector<Node> still;
     for (size_t i = 0; i < watched.size(); ++i) {
       const short revents = fds[i + 1].revents;

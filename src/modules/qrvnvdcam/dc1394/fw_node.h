@@ -3,6 +3,7 @@
 
 #include <linux/firewire-cdev.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -46,6 +47,9 @@ struct vx_FwNodeProbe {
 std::vector<vx_FwNodeProbe> vxProbeFwNodes(const std::string& devDir = kFwDevDir,
                                            const std::string& sysDir = kFwSysDevicesDir);
 
+// The names of the fwN nodes under devDir now ("fw0", "fw1" ...), in number order.
+std::vector<std::string> vxFwNodeNames(const std::string& devDir = kFwDevDir);
+
 // The device node ("/dev/fw3") of the FireWire device with this GUID, found
 // through the guid files of sysfs; empty when no device has it.
 std::string vxFwNodeForGuid(uint64_t guid, const std::string& sysDir = kFwSysDevicesDir,
@@ -70,7 +74,8 @@ class vx_FwNodeWatcher {
   vx_FwNodeWatcher(const vx_FwNodeWatcher&) = delete;
   vx_FwNodeWatcher& operator=(const vx_FwNodeWatcher&) = delete;
 
-  // Takes ownership of fd and makes it non-blocking. Only before start().
+  // Takes ownership of fd and makes it non-blocking; the running thread
+  // watches it from its next turn.
   void add(int index, int fd);
   // Starts the thread; false (and no thread) when it cannot be made.
   bool start();
@@ -88,7 +93,10 @@ class vx_FwNodeWatcher {
 
   ResetHandler m_onReset;
   GoneHandler m_onGone;
-  std::vector<Node> m_nodes;
+  std::mutex m_nodesMutex;
+  std::vector<Node> m_nodes;  // every descriptor taken, for stop() to close
+  std::vector<Node> m_added;  // taken since the thread last looked
+  std::atomic<bool> m_stopping{false};
   int m_wakeFd = -1;
   std::thread m_thread;
 };

@@ -1,19 +1,82 @@
 // The simulated 1394 bus: its cameras, node numbers, generation count and fault controls.
 #include "modules/qrvnvdcam/sim/sim_bus.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
 
 #include "base/format.h"
 #include "modules/qrvnvdcam/sim/sim_stream.h"
 
-vx_SimBus::vx_SimBus(std::vector<vx_SimProfile> profiles)
-    : m_timeScale(timeScaleFromEnvironment()) {
+vx_SimBus::vx_SimBus(std::vector<vx_SimProfile> profiles, std::vector<std::string> profileDirs)
+    : m_profileDirs(std::move(profileDirs)), m_timeScale(timeScaleFromEnvironment()) {
+  int count = 0;
   for (vx_SimProfile& profile : profiles) {
-    m_cameras.push_back(std::make_unique<vx_SimCamera>(std::move(profile)));
-    m_transmitters.push_back(
-        std::make_unique<vx_SimTransmitter>(*m_cameras.back(), m_bandwidth, m_timeScale));
+    if (count == kMaxCameras) break;
+    m_cameras[size_t(count)] = std::make_unique<vx_SimCamera>(std::move(profile));
+    m_transmitters[size_t(count)] =
+        std::make_unique<vx_SimTransmitter>(*m_cameras[size_t(count)], m_bandwidth, m_timeScale);
+    m_numbers[size_t(count)] = count;
+    ++count;
   }
+  m_count.store(count, std::memory_order_release);
+}
+
+size_t vx_SimBus::checked(int index) const {
+  if (index < 0 || index >= cameraCount())
+    throw std::out_of_range(vxFormat("the simulated bus has no camera %d", index));
+  return static_cast<size_t>(index);
+}
+
+int vx_SimBus::addCamera(vx_SimProfile profile) {
+  int index = 0;
+  {
+    std::lock_guard change(m_changeMutex);
+    index = cameraCount();
+    if (index >= kMaxCameras)
+      throw vx_SimProfile::Error(
+          vxFormat("The simulated bus has no room for another camera: it already carries %d.", index));
+    auto camera = std::make_unique<vx_SimCamera>(std::move(profile));
+    std::chrono::microseconds read{0};
+    std::chrono::microseconds write{0};
+    double scale = 1.0;
+    {
+      std::lock_guard lock(m_mutex);
+      read = m_readLatency;
+      write = m_writeLatency;
+      scale = m_timeScale;
+      m_numbers[size_t(index)] = -1;  // until the module numbers it
+    }
+    camera->setLatency(read, write);
+    m_transmitters[size_t(index)] = std::make_unique<vx_SimTransmitter>(*camera, m_bandwidth, scale);
+    m_cameras[size_t(index)] = std::move(camera);
+    m_count.store(index + 1, std::memory_order_release);
+    // The arriving node's own PHY starts the reset.
+    announceReset(-1, index);
+  }
+  ArrivalSink sink;
+  {
+    std::lock_guard lock(m_mutex);
+    sink = m_arrivalSink;
+  }
+  if (sink) sink(index);
+  return index;
+}
+
+std::vector<std::string> vx_SimBus::availableProfiles() const {
+  std::vector<std::string> names = vxBuiltinSimProfiles();
+  for (const std::string& dir : m_profileDirs) {
+    std::error_code ec;
+    for (const auto& file : std::filesystem::directory_iterator(dir, ec)) {
+      if (file.path().extension() != ".json") continue;
+      const std::string name = file.path().stem().string();
+      if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+    }
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 double vx_SimBus::timeScaleFromEnvironment() {
@@ -31,16 +94,16 @@ std::unique_ptr<vx_DcamStream> vx_SimBus::openStream(int index, const vx_StreamP
 }
 
 std::string vx_SimBus::description() const {
-  return vxFormat("simulated bus: %zu camera%s", m_cameras.size(),
-                  m_cameras.size() == 1 ? "" : "s");
+  const int count = cameraCount();
+  return vxFormat("simulated bus: %d camera%s", count, count == 1 ? "" : "s");
 }
 
 vxDcamIdentity vx_SimBus::identity(int index) const {
-  return m_cameras.at(static_cast<size_t>(index))->identity();
+  return m_cameras[checked(index)]->identity();
 }
 
 bool vx_SimBus::isPlugged(int index) const {
-  return m_cameras.at(static_cast<size_t>(index))->isPlugged();
+  return m_cameras[checked(index)]->isPlugged();
 }
 
 int vx_SimBus::nodeNumber(int index) const {
@@ -54,8 +117,9 @@ int vx_SimBus::nodeNumber(int index) const {
 
 int vx_SimBus::hostNodeNumber() const {
   int plugged = 0;
-  for (const auto& camera : m_cameras)
-    if (camera->isPlugged()) ++plugged;
+  const int count = cameraCount();
+  for (int i = 0; i < count; ++i)
+    if (m_cameras[size_t(i)]->isPlugged()) ++plugged;
   return plugged;
 }
 
@@ -65,11 +129,11 @@ uint32_t vx_SimBus::generationCount() const {
 }
 
 bool vx_SimBus::readQuadlet(int index, uint32_t address, uint32_t& value, std::string* error) {
-  return m_cameras.at(static_cast<size_t>(index))->readQuadlet(address, value, error);
+  return m_cameras[checked(index)]->readQuadlet(address, value, error);
 }
 
 bool vx_SimBus::writeQuadlet(int index, uint32_t address, uint32_t value, std::string* error) {
-  return m_cameras.at(static_cast<size_t>(index))->writeQuadlet(address, value, error);
+  return m_cameras[checked(index)]->writeQuadlet(address, value, error);
 }
 
 void vx_SimBus::setEventSink(EventSink sink) {
@@ -77,15 +141,23 @@ void vx_SimBus::setEventSink(EventSink sink) {
   m_sink = std::move(sink);
 }
 
-void vx_SimBus::setFirstCameraNumber(int number) {
+void vx_SimBus::setArrivalSink(ArrivalSink sink) {
   std::lock_guard lock(m_mutex);
-  m_firstNumber = number;
+  m_arrivalSink = std::move(sink);
+}
+
+void vx_SimBus::setCameraNumber(int index, int number) {
+  std::lock_guard lock(m_mutex);
+  if (index >= 0 && index < kMaxCameras) m_numbers[size_t(index)] = number;
 }
 
 int vx_SimBus::indexOf(int cameraNumber) const {
+  if (cameraNumber < 0) return -1;
   std::lock_guard lock(m_mutex);
-  const int index = cameraNumber - m_firstNumber;
-  return index >= 0 && index < static_cast<int>(m_cameras.size()) ? index : -1;
+  const int count = cameraCount();
+  for (int i = 0; i < count; ++i)
+    if (m_numbers[size_t(i)] == cameraNumber) return i;
+  return -1;
 }
 
 vx_SimCamera* vx_SimBus::byNumber(int cameraNumber) const {
@@ -101,8 +173,9 @@ vx_SimTransmitter* vx_SimBus::transmitterByNumber(int cameraNumber) const {
 std::vector<int> vx_SimBus::Control::cameraNumbers() const {
   std::lock_guard lock(m_bus.m_mutex);
   std::vector<int> numbers;
-  for (size_t i = 0; i < m_bus.m_cameras.size(); ++i)
-    numbers.push_back(m_bus.m_firstNumber + static_cast<int>(i));
+  const int count = m_bus.cameraCount();
+  for (int i = 0; i < count; ++i)
+    if (m_bus.m_numbers[size_t(i)] >= 0) numbers.push_back(m_bus.m_numbers[size_t(i)]);
   return numbers;
 }
 
@@ -153,11 +226,19 @@ void vx_SimBus::unplug(int index) {
 }
 
 void vx_SimBus::replug(int index) {
-  std::lock_guard change(m_changeMutex);
-  if (index < 0 || index >= cameraCount() || simCamera(index).isPlugged()) return;
-  simCamera(index).setPlugged(true);
-  // The arriving node's own PHY starts the reset.
-  announceReset(-1, index);
+  {
+    std::lock_guard change(m_changeMutex);
+    if (index < 0 || index >= cameraCount() || simCamera(index).isPlugged()) return;
+    simCamera(index).setPlugged(true);
+    // The arriving node's own PHY starts the reset.
+    announceReset(-1, index);
+  }
+  ArrivalSink sink;
+  {
+    std::lock_guard lock(m_mutex);
+    sink = m_arrivalSink;
+  }
+  if (sink) sink(index);
 }
 
 void vx_SimBus::busReset() {
@@ -171,6 +252,17 @@ void vx_SimBus::Control::unplug(int cameraNumber) {
 
 void vx_SimBus::Control::replug(int cameraNumber) {
   m_bus.replug(m_bus.indexOf(cameraNumber));
+}
+
+int vx_SimBus::Control::plugNew(const std::string& profile, std::string* error) {
+  try {
+    const int index = m_bus.addCamera(vxLoadSimProfile(vxResolveSimProfile(profile, m_bus.m_profileDirs)));
+    std::lock_guard lock(m_bus.m_mutex);
+    return m_bus.m_numbers[size_t(index)];
+  } catch (const vx_SimProfile::Error& e) {
+    if (error) *error = e.message();
+    return -1;
+  }
 }
 
 bool vx_SimBus::Control::isPlugged(int cameraNumber) const {
@@ -202,7 +294,13 @@ void vx_SimBus::Control::clearFaults(int cameraNumber) {
 
 void vx_SimBus::Control::setLatency(std::chrono::microseconds read,
                                     std::chrono::microseconds write) {
-  for (auto& camera : m_bus.m_cameras) camera->setLatency(read, write);
+  {
+    std::lock_guard lock(m_bus.m_mutex);
+    m_bus.m_readLatency = read;
+    m_bus.m_writeLatency = write;
+  }
+  const int count = m_bus.cameraCount();
+  for (int i = 0; i < count; ++i) m_bus.m_cameras[size_t(i)]->setLatency(read, write);
 }
 
 uint64_t vx_SimBus::Control::transactionCount(int cameraNumber) const {
@@ -220,7 +318,8 @@ void vx_SimBus::Control::setTimeScale(double scale) {
     std::lock_guard lock(m_bus.m_mutex);
     m_bus.m_timeScale = scale;
   }
-  for (auto& transmitter : m_bus.m_transmitters) transmitter->setTimeScale(scale);
+  const int count = m_bus.cameraCount();
+  for (int i = 0; i < count; ++i) m_bus.m_transmitters[size_t(i)]->setTimeScale(scale);
 }
 
 double vx_SimBus::Control::timeScale() const {
