@@ -1,6 +1,7 @@
 // The module over its bus layers: camera list, numbering, bus events on the module's thread.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -224,4 +225,93 @@ TEST(QrvnvDcamModuleEvents, SimulatedCamerasFollowRealOnesInNumbering) {
   const auto events = log.waitFor(1);
   ASSERT_EQ(events.size(), 1u);
   EXPECT_TRUE(events[0].isUnplugged());
+}
+
+// Collects what the module's presence callback hears.
+class PresenceLog {
+ public:
+  vxDcamPresenceCallback callback() {
+    return [this](const vxDcamPresenceEvent& event) {
+      std::lock_guard lock(m_mutex);
+      m_events.push_back(event);
+      m_changed.notify_all();
+    };
+  }
+  std::vector<vxDcamPresenceEvent> waitFor(size_t count) {
+    std::unique_lock lock(m_mutex);
+    m_changed.wait_for(lock, std::chrono::seconds(5), [&] { return m_events.size() >= count; });
+    return m_events;
+  }
+
+ private:
+  std::mutex m_mutex;
+  std::condition_variable m_changed;
+  std::vector<vxDcamPresenceEvent> m_events;
+};
+
+TEST(QrvnvDcamModuleArrivals, ANewSimulatedCameraTakesTheNextNumberAndIsAnnounced) {
+  EventLog existing;
+  PresenceLog presence;
+  std::vector<vx_SimProfile> profiles;
+  profiles.push_back(shippedProfile("korvane-kv640m"));
+  std::vector<std::unique_ptr<vx_BusLayer>> layers;
+  layers.push_back(std::make_unique<FixedLayer>());
+  layers.push_back(std::make_unique<vx_SimBus>(std::move(profiles), std::vector<std::string>{shippedProfileDir()}));
+  vx_QrvnvDcamModule module(std::move(layers));
+  vx_SimBusControl& control = *module.simControl();
+  module.registerBusEventCallback(2, existing.callback());
+  module.registerPresenceCallback(presence.callback());
+
+  const std::vector<std::string> offered = control.availableProfiles();
+  EXPECT_NE(std::find(offered.begin(), offered.end(), "mirelle-mo320c"), offered.end());
+  EXPECT_TRUE(std::is_sorted(offered.begin(), offered.end()));
+
+  std::string error;
+  const int number = control.plugNew("mirelle-mo320c", &error);
+  ASSERT_EQ(number, 3) << error;
+  EXPECT_EQ(module.cameraCount(), 4);
+  EXPECT_EQ(module.camera(3).identity().vendor, "Mirelle Optics");
+  EXPECT_EQ(module.camera(2).identity().vendor, "Korvane Imaging");  // numbers handed out stay
+  EXPECT_EQ(control.cameraNumbers(), (std::vector<int>{2, 3}));
+  EXPECT_EQ(control.profileName(3), "mirelle-mo320c");
+  EXPECT_EQ(module.nodeNumber(3), 1);
+  uint32_t value = 0;
+  EXPECT_TRUE(module.camera(3).readQuadlet(0x800, value));
+  // The controls reach the new camera by its number.
+  control.setReadFault(3, 0x800, true);
+  EXPECT_FALSE(module.camera(3).readQuadlet(0x800, value));
+  EXPECT_TRUE(module.camera(2).readQuadlet(0x800, value));
+  control.clearFaults(3);
+
+  // The camera already there saw the reset its arrival made.
+  auto resets = existing.waitFor(1);
+  ASSERT_EQ(resets.size(), 1u);
+  EXPECT_TRUE(resets[0].isBusReset());
+  EXPECT_EQ(resets[0].busNodeCount, 3u);
+  EXPECT_EQ(resets[0].initiatorNodeNo, 1u);
+
+  control.unplug(3);
+  control.replug(3);
+  const auto events = presence.waitFor(3);
+  ASSERT_EQ(events.size(), 3u);
+  EXPECT_TRUE(events[0].cameraNumber == 3 && events[0].arrived && events[0].isNew);
+  EXPECT_TRUE(events[1].cameraNumber == 3 && !events[1].arrived);
+  EXPECT_TRUE(events[2].cameraNumber == 3 && events[2].arrived && !events[2].isNew);
+  EXPECT_EQ(module.cameraCount(), 4);  // a return is no new camera
+}
+
+TEST(QrvnvDcamModuleArrivals, AProfileThatCannotBeFoundOrABusWithoutRoomIsRefused) {
+  vx_QrvnvDcamModule module(simulateOptions({"korvane-kv640m"}));
+  vx_SimBusControl& control = *module.simControl();
+  std::string error;
+  EXPECT_EQ(control.plugNew("no-such-camera", &error), -1);
+  EXPECT_NE(error.find("no-such-camera"), std::string::npos) << error;
+  EXPECT_EQ(module.cameraCount(), 1);
+  // A bus carries 63 nodes, the host among them.
+  for (int i = 1; i < vx_SimBus::kMaxCameras; ++i) ASSERT_EQ(control.plugNew("korvane-kv640m", &error), i) << error;
+  error.clear();
+  EXPECT_EQ(control.plugNew("korvane-kv640m", &error), -1);
+  EXPECT_NE(error.find("no room"), std::string::npos) << error;
+  EXPECT_EQ(module.cameraCount(), vx_SimBus::kMaxCameras);
+  EXPECT_EQ(module.nodeNumber(vx_SimBus::kMaxCameras - 1), vx_SimBus::kMaxCameras - 1);
 }

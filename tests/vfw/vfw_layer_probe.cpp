@@ -12,6 +12,9 @@
 //   vfw_layer_probe state           through the module: saves camera 0's register state,
 //                                  changes brightness, gain and the video mode, restores the
 //                                  state and prints the differences before and after
+//   vfw_layer_probe arrivals COUNT  through the module and the program's camera list: prints
+//                                  "ready", then each camera that arrives or leaves until
+//                                  COUNT have, then the list as rebuilt
 #include <stdarg.h>
 
 #include <chrono>
@@ -24,6 +27,7 @@
 #include <thread>
 #include <vector>
 
+#include "app/camera_list.h"
 #include "modules/qrvnvdcam/dc1394/dc1394_bus.h"
 #include "modules/qrvnvdcam/module.h"
 #include "regmodel/dcam_camera.h"
@@ -233,9 +237,56 @@ int stateRoundTrip() {
   return after.empty() && failed == 0 ? 0 : 1;
 }
 
+// Cameras plugged in and out while the module runs, as the program's camera
+// list sees them.
+int arrivals(int count) {
+  vx_ModuleOptions options;
+  options.simulate = false;
+  options.realBus = true;
+  vx_QrvnvDcamModule module(options);
+  vxCameraList cameras(module);
+  int rebuilds = 0;
+  cameras.setBusChangeListener([&rebuilds] {
+    std::lock_guard lock(g_mutex);
+    ++rebuilds;
+  });
+  const int id = module.registerPresenceCallback(vxDcamPresenceCallback([](const vxDcamPresenceEvent& event) {
+    std::lock_guard lock(g_mutex);
+    if (event.arrived)
+      line("arrived camera %d %s", event.cameraNumber, event.isNew ? "new" : "back");
+    else
+      line("left camera %d", event.cameraNumber);
+    ++g_events;
+    g_changed.notify_all();
+  }));
+  line("cameras %d", module.cameraCount());
+  line("ready");
+  {
+    std::unique_lock lock(g_mutex);
+    if (!g_changed.wait_for(lock, std::chrono::seconds(15), [&] { return g_events >= count; })) {
+      line("timed out after %d changes", g_events);
+      return 1;
+    }
+    line("rebuild requests %s", rebuilds > 0 ? "made" : "none");
+  }
+  module.unregisterBusEventCallback(id);
+  const vxCameraList::Refresh refresh = cameras.refresh();
+  line("added %zu renewed %zu", refresh.added.size(), refresh.renewed.size());
+  for (size_t i = 0; i < cameras.size(); ++i) {
+    const auto& entry = cameras.entry(i);
+    uint32_t value = 0;
+    const bool reads = module.camera(entry->cameraNumber()).readQuadlet(0x400, value, nullptr);
+    line("entry %d %s %s, read %s", entry->cameraNumber(), entry->displayName().c_str(),
+         entry->isUnplugged() ? "unplugged" : "present", reads ? "works" : "fails");
+  }
+  cameras.setBusChangeListener({});
+  return 0;
+}
+
 int main(int argc, char** argv) {
   if (argc < 2) return 2;
   if (std::string(argv[1]) == "state") return stateRoundTrip();
+  if (std::string(argv[1]) == "arrivals") return arrivals(argc > 2 ? std::atoi(argv[2]) : 1);
   std::unique_ptr<vx_Dc1394BusLayer> layer = vxCreateDc1394BusLayer();
   if (!layer || layer->cameraCount() == 0) {
     line("no cameras");

@@ -203,6 +203,28 @@ TEST(VfwEvents, BusResetAndUnplugReachTheLayerAsBusEvents) {
   EXPECT_NE(out.find("camera 1 plugged, read works"), std::string::npos) << out;
 }
 
+TEST(VfwArrivals, ACameraPluggedInAfterStartIsListedAndOneThatReturnsGetsAFreshEntry) {
+  Probe probe("korvane-kv640m", "arrivals 3");
+  ASSERT_TRUE(probe.waitFor("ready")) << probe.out();
+  probe.send("plug mirelle-mo320c");
+  ASSERT_TRUE(probe.waitFor("arrived camera 1 new")) << probe.out();
+  probe.send("unplug 0");
+  ASSERT_TRUE(probe.waitFor("left camera 0")) << probe.out();
+  probe.send("replug 0");
+  EXPECT_EQ(probe.finish(), 0) << probe.out();
+  const std::string out = probe.out();
+  EXPECT_NE(out.find("cameras 1"), std::string::npos) << out;
+  EXPECT_NE(out.find("arrived camera 0 back"), std::string::npos) << out;
+  EXPECT_NE(out.find("rebuild requests made"), std::string::npos) << out;
+  // The new camera keeps number 1 beside the first; the returning camera
+  // answers under its old number through a fresh entry.
+  EXPECT_NE(out.find("added 1 renewed 1"), std::string::npos) << out;
+  EXPECT_NE(out.find("entry 0 Korvane"), std::string::npos) << out;
+  EXPECT_NE(out.find("present, read works"), std::string::npos) << out;
+  EXPECT_EQ(out.find("unplugged"), std::string::npos) << out;
+  EXPECT_NE(out.find("entry 1 Mirelle"), std::string::npos) << out;
+}
+
 // "frame S flags F scene N" lines of the probe, in order.
 struct ProbeFrame {
   unsigned long long sequence = 0;

@@ -163,8 +163,10 @@ std::once_flag g_once;
 
 bool vx_VfwBus::exists() { return g_instance != nullptr; }
 
-vx_VfwBus::vx_VfwBus(std::vector<vx_SimProfile> profiles, vx_VfwLibc libc)
-    : m_libc(libc), m_sim(std::make_unique<vx_SimBus>(std::move(profiles))), m_hostRom(hostRom()) {
+vx_VfwBus::vx_VfwBus(std::vector<vx_SimProfile> profiles, vx_VfwLibc libc, std::vector<std::string> profileDirs)
+    : m_libc(libc),
+      m_sim(std::make_unique<vx_SimBus>(std::move(profiles), std::move(profileDirs))),
+      m_hostRom(hostRom()) {
   if (!m_libc.read) m_libc.read = ::read;
   if (!m_libc.close) m_libc.close = ::close;
   if (!m_libc.mmap) m_libc.mmap = ::mmap;
@@ -234,7 +236,7 @@ vx_VfwBus& vx_VfwBus::instance() {
     if (g_libc) libc = *g_libc;
     // Never destroyed: descriptors and threads of the process may use the
     // bus until the very end; only the stand-in sysfs folder is removed.
-    g_instance = new vx_VfwBus(std::move(profiles), libc);
+    g_instance = new vx_VfwBus(std::move(profiles), libc, dirs);
     std::atexit([] { g_instance->removeSysfs(); });
     if (const char* control = std::getenv("PRALIX_VFW_CONTROL"); control && *control)
       g_instance->startControl(control);
@@ -867,6 +869,33 @@ bool vx_VfwBus::unplug(int camera) {
   return true;
 }
 
+int vx_VfwBus::plug(const std::string& profile, std::string* error) {
+  vx_SimProfile loaded;
+  try {
+    loaded = vxLoadSimProfile(vxResolveSimProfile(profile, m_sim->profileDirs()));
+  } catch (const vx_SimProfile::Error& e) {
+    if (error) *error = e.message();
+    return -1;
+  }
+  std::lock_guard lock(m_mutex);
+  int camera = -1;
+  try {
+    camera = m_sim->addCamera(std::move(loaded));
+  } catch (const vx_SimProfile::Error& e) {
+    if (error) *error = e.message();
+    return -1;
+  }
+  m_incarnation.resize(size_t(m_sim->cameraCount()), 0);
+  {
+    std::lock_guard feeds(m_feedMutex);
+    if (!m_stopping) m_feeds.resize(size_t(m_sim->cameraCount()));
+  }
+  syncFeed(camera);
+  writeSysfs();
+  announceReset();
+  return camera;
+}
+
 bool vx_VfwBus::replug(int camera) {
   std::lock_guard lock(m_mutex);
   if (camera < 0 || camera >= m_sim->cameraCount() || m_sim->isPlugged(camera)) return false;
@@ -884,6 +913,13 @@ bool vx_VfwBus::command(const std::string& line) {
   in >> verb;
   if (verb == "reset") {
     busReset();
+    return true;
+  }
+  if (verb == "plug") {
+    std::string profile;
+    if (!(in >> profile)) return false;
+    std::string error;
+    if (plug(profile, &error) < 0) std::fprintf(stderr, "pralix-vfw: cannot plug %s: %s\n", profile.c_str(), error.c_str());
     return true;
   }
   int camera = -1;

@@ -65,7 +65,8 @@ class vx_VfwBus {
   // library before the first call.
   static void setLibc(const vx_VfwLibc* libc);
 
-  explicit vx_VfwBus(std::vector<vx_SimProfile> profiles, vx_VfwLibc libc);
+  // Cameras plugged in later by profile name are looked up in profileDirs.
+  vx_VfwBus(std::vector<vx_SimProfile> profiles, vx_VfwLibc libc, std::vector<std::string> profileDirs = {});
   ~vx_VfwBus();
   vx_VfwBus(const vx_VfwBus&) = delete;
   vx_VfwBus& operator=(const vx_VfwBus&) = delete;
@@ -97,7 +98,11 @@ class vx_VfwBus {
   void busReset();
   bool unplug(int camera);
   bool replug(int camera);
-  // One control line ("reset", "unplug 0", "replug 0"); false when not understood.
+  // A new camera of this profile (name or file) plugged in as the next node;
+  // its camera index, or -1 with the reason in error.
+  int plug(const std::string& profile, std::string* error);
+  // One control line ("reset", "unplug 0", "replug 0", "plug PROFILE"); false
+  // when not understood.
   bool command(const std::string& line);
   // Reads control lines from a FIFO at path (made when missing) on a thread of its own.
   void startControl(const std::string& path);

@@ -19,8 +19,9 @@ const char kUsage[] =
     "Runs PROGRAM with virtual FireWire nodes /dev/fw0 (the host adapter) and\n"
     "/dev/fw1... (one simulated IIDC camera per profile) in place of the real ones.\n"
     "  --profiles  camera profiles by name or path (default: the built-in set)\n"
-    "  --control   a FIFO to make; write \"reset\", \"unplug N\" or \"replug N\" lines\n"
-    "              into it to reset the bus or unplug and replug camera N (from 0)\n";
+    "  --control   a FIFO to make; write \"reset\", \"unplug N\", \"replug N\" or\n"
+    "              \"plug PROFILE\" lines into it to reset the bus, unplug and replug\n"
+    "              camera N (from 0) or plug a new camera in\n";
 
 // libpralix-vfw.so beside this program (build tree), or where it is installed.
 std::string findLibrary() {
