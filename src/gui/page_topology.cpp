@@ -79,9 +79,32 @@ CPageTopology::CPageTopology(const CPageServices& services, QWidget* parent,
       m_log->appendPlainText(qs(vxTimeStamp() + "-:Device arrivals and removals cannot be watched: " +
                                 m_source->error()));
   }
+  if (m_services.cameras && m_services.cameras->module().simControl()) {
+    const CQueuedCalls::Post post = m_calls.poster();
+    m_presenceId = m_services.cameras->module().registerPresenceCallback(
+        vxDcamPresenceCallback([this, post](const vxDcamPresenceEvent& event) {
+          post([this, event] { onPresence(event); });
+        }));
+  }
+}
+
+void CPageTopology::onPresence(const vxDcamPresenceEvent& event) {
+  vxDcamIdentity identity;
+  try {
+    identity = m_services.cameras->module().camera(event.cameraNumber).identity();
+  } catch (const vxException&) {
+    return;
+  }
+  if (identity.busLayer != "simulated") return;
+  vxDeviceEvent device;
+  device.kind = event.arrived ? vxDeviceEvent::Kind::Arrived : vxDeviceEvent::Kind::Removed;
+  device.node = vxFormat("simulated camera %d", event.cameraNumber);
+  device.description = identity.vendor + (identity.model.empty() ? "" : " " + identity.model);
+  onDeviceEvent(device);
 }
 
 CPageTopology::~CPageTopology() {
+  if (m_presenceId != 0) m_services.cameras->module().unregisterBusEventCallback(m_presenceId);
   m_calls.close();
   if (m_source) m_source->stop();
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "acquisition/bus_event.h"
 #include "gui/page_services.h"
 #include "gui/queued_calls.h"
 #include "topology/device_monitor.h"
@@ -41,6 +42,9 @@ class CPageTopology : public QWidget {
  private:
   void showDetail();
   void onDeviceEvent(const vxDeviceEvent& event);
+  // A camera of the module came or went; the simulated ones are logged as
+  // the kernel's devices are (the kernel tells of real ones itself).
+  void onPresence(const vxDcamPresenceEvent& event);
 
   CPageServices m_services;
   vxTopology m_topology;
@@ -49,5 +53,6 @@ class CPageTopology : public QWidget {
   QPlainTextEdit* m_log;
   QLabel* m_empty;
   std::unique_ptr<vxDeviceEventSource> m_source;
+  int m_presenceId = 0;  // the module's presence callback: simulated cameras plugged and unplugged
   CQueuedCalls m_calls{this};
 };

@@ -1,6 +1,7 @@
 // CSimBusDlg: a small control window over the simulated camera bus.
 #include "gui/sim_bus_dlg.h"
 
+#include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
@@ -39,6 +40,24 @@ CSimBusDlg::CSimBusDlg(vx_SimBusControl& sim, vxCameraList& cameras, CBusEventLo
   buttons->addStretch(1);
   layout->addLayout(buttons);
 
+  // A camera plugged in while the program runs: it joins the camera list
+  // and the selection dialogs without a restart.
+  auto* plug = new QHBoxLayout;
+  plug->addWidget(new QLabel("New camera of profile:"));
+  m_profiles = new QComboBox;
+  m_profiles->setObjectName("simProfileCombo");
+  for (const std::string& name : m_sim.availableProfiles()) m_profiles->addItem(QString::fromStdString(name));
+  plug->addWidget(m_profiles, 1);
+  QPushButton* plugNew = makeButton("Plug In", "plugNewButton");
+  plugNew->setEnabled(m_profiles->count() > 0);
+  plugNew->setToolTip("Plugs a new simulated camera of this profile into the running bus.");
+  plug->addWidget(plugNew);
+  layout->addLayout(plug);
+  m_plugStatus = new QLabel;
+  m_plugStatus->setObjectName("plugStatus");
+  m_plugStatus->setWordWrap(true);
+  layout->addWidget(m_plugStatus);
+
   m_statistics = new QLabel;
   m_statistics->setObjectName("busStatistics");
   layout->addWidget(m_statistics);
@@ -53,18 +72,38 @@ CSimBusDlg::CSimBusDlg(vx_SimBusControl& sim, vxCameraList& cameras, CBusEventLo
   connect(unplug, &QPushButton::clicked, this, &CSimBusDlg::unplugSelected);
   connect(replug, &QPushButton::clicked, this, &CSimBusDlg::replugSelected);
   connect(reset, &QPushButton::clicked, this, &CSimBusDlg::busReset);
+  connect(plugNew, &QPushButton::clicked, this, &CSimBusDlg::plugNewCamera);
   connect(&log, &CBusEventLog::lineAdded, this, [this](const QString& line) {
     m_log->appendPlainText(line);
     refresh();
   });
 
-  for (int number : m_sim.cameraNumbers()) {
-    auto* item = new QListWidgetItem(m_cameraList);
-    item->setData(kNumberRole, number);
-  }
+  fillCameraList();
   if (m_cameraList->count() > 0) m_cameraList->setCurrentRow(0);
   refresh();
-  resize(560, 420);
+  resize(560, 460);
+}
+
+void CSimBusDlg::fillCameraList() {
+  const std::vector<int> numbers = m_sim.cameraNumbers();
+  for (size_t row = size_t(m_cameraList->count()); row < numbers.size(); ++row) {
+    auto* item = new QListWidgetItem(m_cameraList);
+    item->setData(kNumberRole, numbers[row]);
+  }
+}
+
+void CSimBusDlg::plugNewCamera() {
+  const QString profile = m_profiles->currentText();
+  std::string error;
+  const int number = m_sim.plugNew(profile.toStdString(), &error);
+  if (number < 0) {
+    m_plugStatus->setText(QString("%1 could not be plugged in: %2").arg(profile, QString::fromStdString(error)));
+    return;
+  }
+  m_plugStatus->setText(QString("Camera %1 (%2) plugged in.").arg(number).arg(profile));
+  fillCameraList();
+  m_cameraList->setCurrentRow(m_cameraList->count() - 1);
+  refresh();
 }
 
 int CSimBusDlg::selectedCameraNumber() const {
@@ -88,12 +127,17 @@ void CSimBusDlg::busReset() {
 }
 
 void CSimBusDlg::refresh() {
+  fillCameraList();
   for (int row = 0; row < m_cameraList->count(); ++row) {
     QListWidgetItem* item = m_cameraList->item(row);
     const int number = item->data(kNumberRole).toInt();
+    // The module's name for it: a camera just plugged in may not be in the
+    // program's list yet.
     QString name = QString::fromStdString(m_sim.profileName(number));
-    if (number >= 0 && static_cast<size_t>(number) < m_cameras.size())
-      name = QString::fromStdString(m_cameras.entry(static_cast<size_t>(number))->displayName());
+    try {
+      name = QString::fromStdString(vxCameraList::displayNameFor(m_cameras.module().camera(number).identity()));
+    } catch (const vxException&) {
+    }
     item->setText(QString("%1: %2 - %3")
                       .arg(number)
                       .arg(name, m_sim.isPlugged(number) ? "plugged" : "unplugged"));

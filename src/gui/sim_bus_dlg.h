@@ -4,6 +4,7 @@
 
 #include <QDialog>
 
+class QComboBox;
 class QLabel;
 class QListWidget;
 class QPlainTextEdit;
@@ -22,15 +23,21 @@ class CSimBusDlg : public QDialog {
   void unplugSelected();
   void replugSelected();
   void busReset();
+  // Plugs a new camera of the profile chosen beside the button into the bus.
+  void plugNewCamera();
   // Re-reads the cameras' plug state and the shared bus figures.
   void refresh();
 
  private:
   int selectedCameraNumber() const;
+  // One row per simulated camera, cameras plugged in since included.
+  void fillCameraList();
 
   vx_SimBusControl& m_sim;
   vxCameraList& m_cameras;
   QListWidget* m_cameraList;
   QPlainTextEdit* m_log;
   QLabel* m_statistics;
+  QComboBox* m_profiles;
+  QLabel* m_plugStatus;
 };

@@ -1,7 +1,9 @@
 // The Information, Driver Install and Topology pages on recorded sysfs trees of real stations.
 #include <QApplication>
 #include <QClipboard>
+#include <QComboBox>
 #include <QDialog>
+#include <QListWidget>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -11,9 +13,13 @@
 #include <mutex>
 #include <thread>
 
+#include "acquisition/sim_control.h"
+#include "gui/bus_event_log.h"
 #include "gui/page_info.h"
 #include "gui/page_install.h"
 #include "gui/page_topology.h"
+#include "gui/select_dcam_dlg.h"
+#include "gui/sim_bus_dlg.h"
 #include "modules/qrvnvdcam/module.h"
 #include "page_fixture.h"
 #include "support/test_paths.h"
@@ -77,6 +83,7 @@ class TestHostPages : public QObject {
   void permissionsDialogShowsTheRuleAndCopiesIt();
   void topologyShowsAdaptersParentsAndCameras();
   void topologyLogsArrivalsAndRescans();
+  void aCameraPluggedInIsListedLoggedAndSelectable();
 };
 
 void TestHostPages::informationShowsTheVersionsAndWhatIsMissing() {
@@ -232,6 +239,74 @@ void TestHostPages::topologyLogsArrivalsAndRescans() {
     QVERIFY(shown.wait(5000));
     QVERIFY(page.findChild<QPlainTextEdit*>("eventLog")->toPlainText().contains("fw3"));
   }
+}
+
+void TestHostPages::aCameraPluggedInIsListedLoggedAndSelectable() {
+  useStation("empty-bus");
+  auto module = simulate(true);
+  vxCameraList cameras(*module);
+  CRecordingPrompter prompter;
+  CPageServices services;
+  services.cameras = &cameras;
+  services.prompter = &prompter;
+  // The list is rebuilt on the GUI thread when the module tells of a bus change.
+  QObject receiver;
+  CQueuedCalls calls(&receiver);
+  cameras.setBusChangeListener([post = calls.poster(), &cameras] { post([&cameras] { cameras.refresh(); }); });
+  CBusEventLog log;
+  cameras.setLogWindow(log.logWindow());
+  CPageTopology topology(services, nullptr, std::make_unique<FakeEventSource>());
+  CSimBusDlg window(*module->simControl(), cameras, log);
+  window.show();
+
+  auto* list = window.findChild<QListWidget*>("simCameraList");
+  auto* profiles = window.findChild<QComboBox*>("simProfileCombo");
+  QCOMPARE(list->count(), 1);
+  QVERIFY(profiles->findText("korvane-kv640m") >= 0);
+  profiles->setCurrentIndex(profiles->findText("mirelle-mo320c"));
+  QVERIFY(profiles->currentIndex() >= 0);
+  QTest::mouseClick(window.findChild<QPushButton*>("plugNewButton"), Qt::LeftButton);
+  QCOMPARE(window.findChild<QLabel*>("plugStatus")->text(), QString("Camera 1 (mirelle-mo320c) plugged in."));
+  QCOMPARE(list->count(), 2);
+  QCOMPARE(list->currentRow(), 1);
+
+  // The camera list takes it in; the first camera keeps its number.
+  QTRY_COMPARE(cameras.size(), size_t(2));
+  QVERIFY(QString::fromStdString(cameras.entry(1)->displayName()).startsWith("Mirelle Optics"));
+  QVERIFY(QString::fromStdString(cameras.entry(0)->displayName()).startsWith("Korvane Imaging"));
+  QTRY_VERIFY(list->item(1)->text().contains("Mirelle Optics"));
+  // The topology page logs the arrival and shows the camera on the simulated adapter.
+  auto* eventLog = topology.findChild<QPlainTextEdit*>("eventLog");
+  QTRY_VERIFY(eventLog->toPlainText().contains("-:Device arrived: simulated camera 1 (Mirelle Optics"));
+  const auto& adapters = topology.topology().adapters;
+  const auto simulated = std::find_if(adapters.begin(), adapters.end(), [](const auto& a) { return a.simulated; });
+  QVERIFY(simulated != adapters.end());
+  QCOMPARE(simulated->cameras.size(), 2u);
+
+  // The selection dialog offers it as a responding camera.
+  {
+    CSelectDCAMDlg select(cameras, prompter, false);
+    auto* choices = select.findChild<QListWidget*>("cameraList");
+    QVERIFY(choices);
+    QCOMPARE(choices->count(), 2);
+    QCOMPARE(choices->item(1)->text(), QString::fromStdString(cameras.entry(1)->displayName()));
+  }
+
+  // Unplugging it is logged as a removal; a profile that is not there is refused in words.
+  module->simControl()->unplug(1);
+  QTRY_VERIFY(eventLog->toPlainText().contains("-:Device removed: simulated camera 1"));
+  {
+    CSelectDCAMDlg select(cameras, prompter, false);
+    QVERIFY(select.findChild<QListWidget*>("cameraList")->item(1)->text().endsWith(" (not-responding)"));
+  }
+  profiles->setEditable(true);
+  profiles->setEditText("no-such-camera");
+  QTest::mouseClick(window.findChild<QPushButton*>("plugNewButton"), Qt::LeftButton);
+  QVERIFY(window.findChild<QLabel*>("plugStatus")->text().startsWith("no-such-camera could not be plugged in: "));
+  QCOMPARE(list->count(), 2);
+  cameras.setBusChangeListener({});
+  cameras.setLogWindow({});
+  calls.close();
 }
 
 QTEST_MAIN(TestHostPages)
