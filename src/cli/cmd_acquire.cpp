@@ -24,6 +24,7 @@
 #include "acquisition/trigger_model.h"
 #include "acquisition/video_format.h"
 #include "base/format.h"
+#include "topology/bus_bandwidth.h"
 #include "cli/cli_options.h"
 #include "cli/commands.h"
 #include "cli/interrupt.h"
@@ -366,6 +367,7 @@ int AcquireCommand::run(CliContext& context) {
     record(0, false, {begun.refused}, std::nullopt, std::nullopt);
   }
 
+  bool explainedBandwidth = false;
   for (int number = 1; number <= m_count; ++number) {
     // The window's stop request, read once per pass.
     if (g_interrupted.load()) {
@@ -392,6 +394,12 @@ int AcquireCommand::run(CliContext& context) {
         context.out() << vxFormat("Acquire %d failed:\n  %s\n", number,
                                   vxAcquireFailureLine(result.info, number).c_str())
                       << std::flush;
+      // A timing failure is most often a bus out of bandwidth: said once a run.
+      if (result.info.isTiming() && !explainedBandwidth && !m_json) {
+        explainedBandwidth = true;
+        const std::string shortfall = vxBandwidthShortfallFor(context.module(), camera.cameraNumber());
+        if (!shortfall.empty()) context.out() << "  " << shortfall << "\n";
+      }
       record(number, false, vxAcquireFailureWords(result.info), ms, std::nullopt);
       // Nothing more comes from a camera that has left the bus.
       if (!camera.isPlugged() || result.info.abnormalCode() == vxAcquireInfo::kAbnormalCameraGone)

@@ -34,6 +34,7 @@
 #include "acquisition/video_format.h"
 #include "app/camera_list.h"
 #include "base/format.h"
+#include "topology/bus_bandwidth.h"
 #include "gui/display_console.h"
 #include "gui/histogram_wnd.h"
 #include "gui/page_widgets.h"
@@ -804,6 +805,10 @@ void CAcqDialog::workerMain(vxPtrHandle<vxAcqFifo> fifo, bool continuous, double
         const std::string why =
             pass.refused.empty() ? vxAcquireFailureWords(pass.result.info).front() : pass.refused;
         log(stampNow("%s-: Acquire failed: %s\r\n", why.c_str()));
+        if (pass.result.info.isTiming()) {
+          const std::string shortfall = vxBandwidthShortfallFor(m_services.cameras->module(), fifo->camera().cameraNumber());
+          if (!shortfall.empty()) log("  " + shortfall + "\r\n");
+        }
       }
     } else {
       vxContinuousAcquisition loop(*fifo, m_statistics, timeout,
@@ -812,6 +817,8 @@ void CAcqDialog::workerMain(vxPtrHandle<vxAcqFifo> fifo, bool continuous, double
       if (begun.queued) log(stampNow("%s-:   queued starts\r\n"));
       if (!begun.refused.empty()) log(stampNow("%s-: %s\r\n", begun.refused.c_str()));
       Clock::time_point lastStart{};
+      // A timing failure is most often a bus out of bandwidth: said once a run.
+      bool explainedBandwidth = false;
       while (!m_stopRequested) {
         if (m_clamp) clampPace(lastStart);
         if (m_stopRequested) break;
@@ -827,6 +834,11 @@ void CAcqDialog::workerMain(vxPtrHandle<vxAcqFifo> fifo, bool continuous, double
         }
         log(stampNow("%s-: Acquire %d failed:\r\n", pass.number) + "  " +
             vxAcquireFailureLine(pass.result.info, pass.number) + " \r\n");
+        if (pass.result.info.isTiming() && !explainedBandwidth) {
+          explainedBandwidth = true;
+          const std::string why = vxBandwidthShortfallFor(m_services.cameras->module(), fifo->camera().cameraNumber());
+          if (!why.empty()) log("  " + why + "\r\n");
+        }
         // Nothing more comes from a camera that has left the bus.
         if (pass.result.info.abnormalCode() == vxAcquireInfo::kAbnormalCameraGone ||
             !fifo->camera().isPlugged())

@@ -108,9 +108,32 @@ std::vector<std::string> vxBusLoadLines(const vxBusLoad& load) {
   return lines;
 }
 
-std::string vxBandwidthShortfall(const vxBusLoad& load, const vxCameraIsoLoad& camera) {
-  if (camera.streaming || camera.units <= load.freeUnits()) return {};
+namespace {
+
+std::string shortfallText(const vxCameraIsoLoad& camera, uint32_t freeUnits) {
   return vxFormat("The bus is out of isochronous bandwidth: camera %d needs %.1f %% of the cycle for %s, "
                   "only %.1f %% is free. Lower the frame rate or the packet size, or stop another camera.",
-                  camera.cameraNumber, percent(camera.units), camera.format.c_str(), percent(load.freeUnits()));
+                  camera.cameraNumber, percent(camera.units), camera.format.c_str(), percent(freeUnits));
+}
+
+}  // namespace
+
+std::string vxBandwidthShortfall(const vxBusLoad& load, const vxCameraIsoLoad& camera) {
+  if (camera.streaming || camera.units <= load.freeUnits()) return {};
+  return shortfallText(camera, load.freeUnits());
+}
+
+std::string vxStreamingShortfall(const vxBusLoad& load, const vxCameraIsoLoad& camera) {
+  if (!camera.streaming) return vxBandwidthShortfall(load, camera);
+  const uint32_t others = load.usedUnits >= camera.units ? load.usedUnits - camera.units : 0;
+  const uint32_t left = others >= kIsoBandwidthUnits ? 0 : kIsoBandwidthUnits - others;
+  if (camera.units <= left) return {};
+  return shortfallText(camera, left);
+}
+
+std::string vxBandwidthShortfallFor(vx_DcamModule& module, int cameraNumber) {
+  for (const vxBusLoad& load : vxReadBusLoads(module))
+    for (const vxCameraIsoLoad& camera : load.cameras)
+      if (camera.cameraNumber == cameraNumber && camera.error.empty()) return vxStreamingShortfall(load, camera);
+  return {};
 }

@@ -49,3 +49,9 @@ std::vector<std::string> vxBusLoadLines(const vxBusLoad& load);
 // Why a camera cannot start: what it needs against what is free, when it
 // does not fit; empty when it fits.
 std::string vxBandwidthShortfall(const vxBusLoad& load, const vxCameraIsoLoad& camera);
+// The same for a camera that streams already: what it needs against what
+// the other streaming cameras leave; empty when it fits beside them.
+std::string vxStreamingShortfall(const vxBusLoad& load, const vxCameraIsoLoad& camera);
+// Reads the bus loads and tells why this camera's stream does not fit on
+// its bus; empty when it fits or the figures cannot be read.
+std::string vxBandwidthShortfallFor(vx_DcamModule& module, int cameraNumber);

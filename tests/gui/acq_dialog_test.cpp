@@ -469,6 +469,37 @@ class AcqDialogTest : public QObject {
     QTRY_VERIFY_WITH_TIMEOUT(window->histogram()->histogram().bins() != scene.bins(), 10000);
   }
 
+  void aCameraThatDoesNotFitBesideAnotherIsToldTheBusIsOutOfBandwidth() {
+    AcqFixture f(simulate({"korvane-kv640m", "tessaly-f7flex"}));
+    // The first camera streams 640x480 Mono at 30 fps: about a quarter of the cycle.
+    CAcqDialog* first = f.ready(0);
+    AcqFixture::click(first, "continuousButton");
+    QVERIFY(first->isAcquiring());
+    QTRY_VERIFY_WITH_TIMEOUT(first->statistics().acquired > 0, 10000);
+    CAcqDialog* window = f.windows->open();
+    window->useCamera(f.cameras.entry(1));
+    auto* formats = window->findChild<QComboBox*>("videoFormatList");
+    formats->setCurrentIndex(formats->findText("Format7 Mode 0 Mono"));
+    AcqFixture::click(window, "initializeButton");
+    QVERIFY(window->fifo());
+    QSignalSpy finished(window, &CAcqDialog::workerFinished);
+    AcqFixture::click(window, "singleImageButton");
+    QVERIFY(finished.wait(10000));
+    const QString log = window->logLines().join("\n");
+    QVERIFY2(log.contains("-: Acquire failed: isTiming (bandwidth) error"), qPrintable(log));
+    QVERIFY2(log.contains("The bus is out of isochronous bandwidth: camera 1 needs "), qPrintable(log));
+    QVERIFY2(log.contains("only 76.3 % is free"), qPrintable(log));
+
+    // Alone on the bus it fits, and nothing is said about bandwidth.
+    QSignalSpy firstFinished(first, &CAcqDialog::workerFinished);
+    AcqFixture::click(first, "continuousButton");
+    QVERIFY(firstFinished.wait(10000));
+    AcqFixture::click(window, "singleImageButton");
+    QVERIFY(finished.wait(10000));
+    QVERIFY2(AcqFixture::lastLine(window).endsWith("-: Acquired one image."), qPrintable(AcqFixture::lastLine(window)));
+    QCOMPARE(window->logLines().join("\n").count("out of isochronous bandwidth"), 1);
+  }
+
   void formatSevenControlsSetPacketSizeRoiHeightAndStrobe() {
     AcqFixture f(simulate({"tessaly-f7flex"}));
     CAcqDialog* window = f.windows->open();
