@@ -2,6 +2,7 @@
 #include "imaging/histogram.h"
 
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "base/format.h"
@@ -9,21 +10,46 @@
 
 namespace {
 
-// Four partial histograms filled in turn: consecutive equal pixels (the
-// common case in flat image areas) then increment different counters, and
-// the store of one increment does not stall the load of the next.
+// Partial histograms filled in turn: consecutive equal pixels (the common
+// case in flat image areas) then increment different counters, so the store
+// of one increment does not stall the load of the next. Pixels are read
+// eight at a time as one 64-bit word and taken apart with shifts, which
+// leaves the load ports to the counters.
 struct PartialCounts {
-  uint32_t c[4][vxHistogram::kBins] = {};
+  static constexpr int kTables = 4;
+  uint32_t c[kTables][vxHistogram::kBins] = {};
 
   void add(const uint8_t* p, size_t n) {
     size_t i = 0;
-    for (; i + 4 <= n; i += 4) {
-      ++c[0][p[i]];
-      ++c[1][p[i + 1]];
-      ++c[2][p[i + 2]];
-      ++c[3][p[i + 3]];
+    for (; i + 16 <= n; i += 16) {
+      uint64_t a;
+      uint64_t b;
+      std::memcpy(&a, p + i, 8);
+      std::memcpy(&b, p + i + 8, 8);
+      ++c[0][a & 0xFF];
+      ++c[1][(a >> 8) & 0xFF];
+      ++c[2][(a >> 16) & 0xFF];
+      ++c[3][(a >> 24) & 0xFF];
+      ++c[0][(a >> 32) & 0xFF];
+      ++c[1][(a >> 40) & 0xFF];
+      ++c[2][(a >> 48) & 0xFF];
+      ++c[3][a >> 56];
+      ++c[0][b & 0xFF];
+      ++c[1][(b >> 8) & 0xFF];
+      ++c[2][(b >> 16) & 0xFF];
+      ++c[3][(b >> 24) & 0xFF];
+      ++c[0][(b >> 32) & 0xFF];
+      ++c[1][(b >> 40) & 0xFF];
+      ++c[2][(b >> 48) & 0xFF];
+      ++c[3][b >> 56];
     }
     for (; i < n; ++i) ++c[0][p[i]];
+  }
+
+  uint32_t bin(int b) const {
+    uint32_t sum = 0;
+    for (int t = 0; t < kTables; ++t) sum += c[t][b];
+    return sum;
   }
 };
 
@@ -51,8 +77,7 @@ vxHistogram vxHistogram::fromImage(const vxImageView& image) {
 
   vxHistogram result;
   for (int b = 0; b < kBins; ++b)
-    result.m_bins[static_cast<size_t>(b)] =
-        counts.c[0][b] + counts.c[1][b] + counts.c[2][b] + counts.c[3][b];
+    result.m_bins[static_cast<size_t>(b)] = counts.bin(b);
   return result;
 }
 
