@@ -39,7 +39,9 @@ int runPralix(int argc, const char* const* argv, std::ostream& out, std::ostream
   CLI::App app{"pralix: diagnostics for IIDC (DCAM) cameras on IEEE 1394.\n"
                "Lists cameras, reads, writes and resets their registers, prints the register "
                "catalogue, shows and changes camera features and writes the register dump and "
-               "capabilities reports, lists video formats and acquires images.",
+               "capabilities reports, lists video formats, acquires images, runs the validation "
+               "suite, saves, compares and restores a camera's state, watches registers, and "
+               "shows the host's adapters, drivers, bus topology and isochronous bandwidth.",
                "pralix"};
   app.require_subcommand(1);
   app.fallthrough();
