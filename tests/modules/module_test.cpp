@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -21,19 +22,21 @@ vx_ModuleOptions simulateOptions(std::vector<std::string> profiles = {}) {
   return options;
 }
 
-// Collects the events one registration receives.
-class EventLog {
+// Collects what one registration hears: bus events of a camera, or the
+// module's presence events, with the thread each came on.
+template <typename Event>
+class CallbackLog {
  public:
-  vxDcamBusEventCallback callback() {
-    return [this](const vxDcamBusEventInfo& info) {
+  std::function<void(const Event&)> callback() {
+    return [this](const Event& event) {
       std::lock_guard lock(m_mutex);
-      m_events.push_back(info);
+      m_events.push_back(event);
       m_threads.push_back(std::this_thread::get_id());
       m_changed.notify_all();
     };
   }
   // The events once there are at least count of them (or after 5 s).
-  std::vector<vxDcamBusEventInfo> waitFor(size_t count) {
+  std::vector<Event> waitFor(size_t count) {
     std::unique_lock lock(m_mutex);
     m_changed.wait_for(lock, std::chrono::seconds(5), [&] { return m_events.size() >= count; });
     return m_events;
@@ -46,9 +49,11 @@ class EventLog {
  private:
   std::mutex m_mutex;
   std::condition_variable m_changed;
-  std::vector<vxDcamBusEventInfo> m_events;
+  std::vector<Event> m_events;
   std::vector<std::thread::id> m_threads;
 };
+using EventLog = CallbackLog<vxDcamBusEventInfo>;
+using PresenceLog = CallbackLog<vxDcamPresenceEvent>;
 
 // A bus layer standing in for real cameras ahead of the simulated bus.
 class FixedLayer final : public vx_BusLayer {
@@ -226,28 +231,6 @@ TEST(QrvnvDcamModuleEvents, SimulatedCamerasFollowRealOnesInNumbering) {
   ASSERT_EQ(events.size(), 1u);
   EXPECT_TRUE(events[0].isUnplugged());
 }
-
-// Collects what the module's presence callback hears.
-class PresenceLog {
- public:
-  vxDcamPresenceCallback callback() {
-    return [this](const vxDcamPresenceEvent& event) {
-      std::lock_guard lock(m_mutex);
-      m_events.push_back(event);
-      m_changed.notify_all();
-    };
-  }
-  std::vector<vxDcamPresenceEvent> waitFor(size_t count) {
-    std::unique_lock lock(m_mutex);
-    m_changed.wait_for(lock, std::chrono::seconds(5), [&] { return m_events.size() >= count; });
-    return m_events;
-  }
-
- private:
-  std::mutex m_mutex;
-  std::condition_variable m_changed;
-  std::vector<vxDcamPresenceEvent> m_events;
-};
 
 TEST(QrvnvDcamModuleArrivals, ANewSimulatedCameraTakesTheNextNumberAndIsAnnounced) {
   EventLog existing;
